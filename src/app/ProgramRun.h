@@ -1,0 +1,23 @@
+#pragma once
+
+class QApplication;
+
+namespace lumaweave {
+
+// What a run of the program needs around its windows, in the order of its life: names for the
+// settings file, the main thread's queue, the working folder, and at the end the bounded wait for
+// what still runs. Made once, after the QApplication and before any window. Main thread.
+class ProgramRun {
+  public:
+    ProgramRun();
+    // Lets running tasks end, past a bound ends their tools, and removes the working folder.
+    ~ProgramRun();
+    ProgramRun(const ProgramRun&) = delete;
+    ProgramRun& operator=(const ProgramRun&) = delete;
+
+    // Lets running tasks end while the windows still stand. To be called when the event loop has
+    // ended.
+    void finish();
+};
+
+}  // namespace lumaweave

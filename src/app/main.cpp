@@ -1,0 +1,27 @@
+#include <QApplication>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "app/AppDelegate.h"
+#include "app/MainInterface.h"
+#include "app/ProgramRun.h"
+
+int main(int argc, char** argv) {
+    // Qt takes its own options out; what is left are the images to open, byte for byte.
+    QApplication application(argc, argv);
+    std::vector<std::filesystem::path> files;
+    for (int i = 1; i < argc; ++i) {
+        const std::filesystem::path file = argv[i];
+        files.push_back(file.empty() ? file : std::filesystem::absolute(file));
+    }
+    lumaweave::ProgramRun run;
+    lumaweave::MainInterface windows;
+    lumaweave::AppDelegate delegate;
+    windows.show();
+    delegate.applicationDidFinishLaunching();
+    windows.openFiles(files);
+    const int status = QApplication::exec();
+    run.finish();
+    return status;
+}

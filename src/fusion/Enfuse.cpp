@@ -1,0 +1,202 @@
+#include "fusion/Enfuse.h"
+
+#include <QCheckBox>
+#include <QImage>
+#include <atomic>
+#include <condition_variable>
+#include <filesystem>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "app/Services.h"
+#include "app/SharedState.h"
+#include "fusion/EnfuseCommand.h"
+#include "fusion/EnfuseSettingsWindow.h"
+#include "fusion/ExifCarryOver.h"
+#include "fusion/WorkingFiles.h"
+#include "imaging/ImageDecoder.h"
+#include "platform/Log.h"
+#include "platform/Shell.h"
+#include "platform/Threads.h"
+#include "preview/PreviewWindow.h"
+#include "sources/SourceCellViewController.h"
+#include "widgets/ImageView.h"
+
+namespace lumaweave {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// The file that a cell gives to a run; empty when it takes no part.
+using InputOfCell = std::function<fs::path(const SourceCellViewController&)>;
+
+fs::path previewInput(const SourceCellViewController& cell) {
+    if (cell.urlToScaledSourceFile().empty() || !cell.enabled()) return {};
+    return GetURLToScaledSourceFile(cell.cellNum());
+}
+
+fs::path detailInput(const SourceCellViewController& cell) {
+    if (cell.urlToDetailImageFile().empty() || !cell.enabled()) return {};
+    return GetURLToDetailImageFile(cell.cellNum());
+}
+
+fs::path fullSizeInput(const SourceCellViewController& cell) {
+    return cell.enabled() ? cell.urlToImageFile() : fs::path();
+}
+
+void alertPathsTooLong() {
+    DoAlert("The paths of the images are too long for one command line.  Nothing was run.");
+}
+
+// The whole command line of a run; none when there is nothing to run or it cannot be run, which the
+// person has then been told.
+std::optional<std::string> commandLine(const fs::path& output, const InputOfCell& inputOfCell) {
+    auto command = CreateEnfuseCommandString(output);
+    if (!command) return std::nullopt;
+    int inputs = 0;
+    for (const SourceCellViewController* cell : gSourceCells) {
+        const fs::path input = inputOfCell(*cell);
+        if (input.empty()) continue;
+        if (!CanBeQuoted(input)) {
+            alertPathsTooLong();
+            return std::nullopt;
+        }
+        *command += ' ';
+        AppendQuotedPath(*command, input);
+        ++inputs;
+    }
+    if (inputs < 2) return std::nullopt;
+    if (command->size() > longestCommandLine) {
+        alertPathsTooLong();
+        return std::nullopt;
+    }
+    return command;
+}
+
+void echoAndRun(const std::string& command) {
+    PrintLine(FormatWithoutArguments(command));
+    RunShellLine(command);
+}
+
+// Removes the last run's result, so that this run's failure is seen as one.
+void removeOldResult(const fs::path& file) {
+    std::error_code error;
+    fs::remove(file, error);
+}
+
+// The running flag of one kind of fusion: taken by test-and-set, waited for without using a core.
+class Gate {
+  public:
+    explicit Gate(std::atomic<bool>& flag) : flag_(flag) {
+        while (flag_.exchange(true))
+            flag_.wait(true);
+    }
+    ~Gate() {
+        flag_ = false;
+        flag_.notify_one();
+    }
+    Gate(const Gate&) = delete;
+    Gate& operator=(const Gate&) = delete;
+
+  private:
+    std::atomic<bool>& flag_;
+};
+
+std::mutex detailMutex;
+
+std::mutex turnMutex;
+std::condition_variable turnChanged;
+unsigned long nextTurn = 0;
+unsigned long currentTurn = 0;
+
+}  // namespace
+
+DetailFilesLock::DetailFilesLock() {
+    detailMutex.lock();
+}
+DetailFilesLock::~DetailFilesLock() {
+    detailMutex.unlock();
+}
+
+PreviewTurn::PreviewTurn() {
+    std::unique_lock lock(turnMutex);
+    const unsigned long mine = nextTurn++;
+    turnChanged.wait(lock, [mine] { return currentTurn == mine; });
+}
+
+PreviewTurn::~PreviewTurn() {
+    const std::lock_guard lock(turnMutex);
+    ++currentTurn;
+    turnChanged.notify_all();
+}
+
+void EnfusePreview() {
+    const fs::path output = GetURLToEnfusedPreviewFile();
+    const auto command = commandLine(output, previewInput);
+    if (!command) return;
+    const Gate gate(gEnfusingPreview);
+    removeOldResult(output);
+    echoAndRun(*command);
+}
+
+void EnfuseDetailView() {
+    const fs::path output = GetURLToEnfusedDetailFile();
+    const auto command = commandLine(output, detailInput);
+    if (!command) return;
+    QImage fused;
+    {
+        const DetailFilesLock lock;
+        removeOldResult(output);
+        echoAndRun(*command);
+        fused = decodeImage(output).toScreen();
+    }
+    if (fused.isNull()) return;
+    performOnMainThread([&fused] { gPreviewWindow->detailView()->setImage(fused); }, Wait::yes);
+}
+
+bool FullRezCommandFits() {
+    // Whether the tool is there and enough cells take part is told when the command is run; here
+    // only the length counts.
+    bool fits = CanBeQuoted(gEnfuseSavePath);
+    std::string command;
+    const auto tool = FusionTool();
+    if (fits && tool) command = EnfuseCommandText(*tool, gEnfuseSavePath, CurrentFusionSettings());
+    for (const SourceCellViewController* cell : gSourceCells) {
+        const fs::path input = fullSizeInput(*cell);
+        if (input.empty()) continue;
+        fits = fits && CanBeQuoted(input);
+        command += " \"" + input.native() + '"';
+    }
+    if (fits && command.size() <= longestCommandLine) return true;
+    alertPathsTooLong();
+    return false;
+}
+
+void EnfuseFullRez() {
+    Log("EnfuseFullRez()");
+    const fs::path output = gEnfuseSavePath;
+    if (output.empty()) {
+        DoAlert("EnfuseFullRez: -fileURLWithPath failed!");
+        return;
+    }
+    const auto command = commandLine(output, fullSizeInput);
+    if (command) {
+        const Gate gate(gEnfusingFull);
+        echoAndRun(*command);
+    }
+    // Read after the run: a person may have decided meanwhile.
+    bool preserveEXIF = false;
+    performOnMainThread(
+        [&preserveEXIF] {
+            preserveEXIF = gEnfuseSettingsPanel->preserveEXIFCheckBox()->isChecked();
+        },
+        Wait::yes);
+    if (command && preserveEXIF) {
+        CopyImageFileAndAddEXIF(output, output, gSourceImageEXIF);
+    }
+}
+
+}  // namespace lumaweave

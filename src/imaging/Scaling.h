@@ -1,0 +1,14 @@
+#pragma once
+
+#include "imaging/Image.h"
+
+namespace lumaweave {
+
+struct PixelData;
+
+// The picture at another pixel size (both at least 1): the mean of the covered area along an axis
+// that shrinks, linear interpolation along one that grows. Colours count by their alpha, so that
+// transparent pixels do not darken or tint an edge. Any thread.
+[[nodiscard]] Image scaledPixels(const PixelData& source, int width, int height);
+
+}  // namespace lumaweave

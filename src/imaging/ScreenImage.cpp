@@ -1,0 +1,126 @@
+#include "imaging/ScreenImage.h"
+
+#include <algorithm>
+#include <type_traits>
+#include <vector>
+
+#include "imaging/PixelData.h"
+#include "imaging/VipsLibrary.h"
+#include "platform/Log.h"
+
+namespace lumaweave {
+
+namespace {
+
+template <typename Sample>
+unsigned char toByte(Sample value) {
+    if constexpr (std::is_same_v<Sample, unsigned char>) return value;
+    if constexpr (std::is_same_v<Sample, unsigned short>) {
+        return static_cast<unsigned char>((value * 255U + 32767U) / 65535U);
+    }
+    // Written so that a value that is not a number becomes black.
+    const auto scaled = static_cast<float>(value) * 255.0F + 0.5F;
+    return scaled > 0 ? static_cast<unsigned char>(std::min(scaled, 255.0F)) : 0;
+}
+
+template <typename Sample>
+void convertRow(const Sample* from, const PixelFormat& format, int width, uchar* to) {
+    const int samples = format.samples();
+    const int green = format.colours == 3 ? 1 : 0;
+    for (int x = 0; x < width; ++x) {
+        to[0] = toByte(from[0]);
+        to[1] = toByte(from[green]);
+        to[2] = toByte(from[green * 2]);
+        to[3] = format.alpha ? toByte(from[samples - 1]) : 255;
+        from += samples;
+        to += 4;
+    }
+}
+
+QImage convertPlainly(const PixelData& source) {
+    QImage screen(source.width, source.height, QImage::Format_RGBA8888);
+    if (screen.isNull()) return screen;
+    withSampleType(source.format.type, [&]<typename Sample>() {
+        for (int y = 0; y < source.height; ++y) {
+            convertRow(source.row<Sample>(y), source.format, source.width, screen.scanLine(y));
+        }
+    });
+    return screen;
+}
+
+// The colour samples as 8 or 16-bit integers, which is what the profile conversion takes. Floats
+// become 16-bit: they are display values from 0 to 1.
+std::vector<unsigned short> wholeNumbers(const PixelData& source) {
+    std::vector<unsigned short> result;
+    const auto count = static_cast<std::size_t>(source.width) *
+                       static_cast<std::size_t>(source.height * source.format.samples());
+    result.reserve(count);
+    const auto* from = reinterpret_cast<const float*>(source.bytes);
+    for (std::size_t i = 0; i < count; ++i) {
+        const float scaled = from[i] * 65535.0F + 0.5F;
+        result.push_back(scaled > 0 ? static_cast<unsigned short>(std::min(scaled, 65535.0F)) : 0);
+    }
+    return result;
+}
+
+QImage convertThroughProfile(const PixelData& source) {
+    std::vector<unsigned short> converted;
+    const void* bytes = source.bytes;
+    std::size_t byteCount = source.byteCount();
+    if (source.format.type == SampleType::float32) {
+        converted = wholeNumbers(source);
+        bytes = converted.data();
+        byteCount = converted.size() * sizeof converted.front();
+    }
+    const bool isByte = source.format.type == SampleType::uint8;
+    const int colours = source.format.colours;
+    startVips();
+    vips::VImage picture = vips::VImage::new_from_memory(
+        const_cast<void*>(bytes), byteCount, source.width, source.height, source.format.samples(),
+        isByte ? VIPS_FORMAT_UCHAR : VIPS_FORMAT_USHORT);
+    vips::VImage colour =
+        picture.extract_band(0, vips::VImage::option()->set("n", colours))
+            .copy(vips::VImage::option()->set(
+                "interpretation",
+                colours == 1 ? (isByte ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_GREY16)
+                             : (isByte ? VIPS_INTERPRETATION_sRGB : VIPS_INTERPRETATION_RGB16)));
+    colour.set(VIPS_META_ICC_NAME, nullptr, const_cast<char*>(source.colourProfile.constData()),
+               static_cast<std::size_t>(source.colourProfile.size()));
+    colour = colour.icc_transform("srgb", vips::VImage::option()
+                                              ->set("embedded", true)
+                                              ->set("intent", VIPS_INTENT_RELATIVE)
+                                              ->set("depth", 8));
+    vips::VImage rgba = colour.bands() == 1 ? colour.bandjoin(colour).bandjoin(colour) : colour;
+    if (source.format.alpha) {
+        vips::VImage alpha = picture.extract_band(colours);
+        if (!isByte) alpha = alpha.linear(255.0 / 65535.0, 0.5);
+        rgba = rgba.bandjoin(alpha.cast(VIPS_FORMAT_UCHAR));
+    } else {
+        rgba = rgba.bandjoin(255);
+    }
+    QImage screen(source.width, source.height, QImage::Format_RGBA8888);
+    if (screen.isNull()) return screen;
+    // Rows of four bytes a pixel need no padding, so the whole picture is one block.
+    vips::VImage target =
+        vips::VImage::new_from_memory(screen.bits(), static_cast<std::size_t>(screen.sizeInBytes()),
+                                      source.width, source.height, 4, VIPS_FORMAT_UCHAR);
+    if (vips_image_write(rgba.cast(VIPS_FORMAT_UCHAR).get_image(), target.get_image()) != 0) {
+        throw vips::VError();
+    }
+    return screen;
+}
+
+}  // namespace
+
+QImage screenImage(const PixelData& source) {
+    if (source.colourProfile.isEmpty()) return convertPlainly(source);
+    try {
+        return convertThroughProfile(source);
+    } catch (const vips::VError& error) {
+        Log(std::string("Colour profile not used: ") + error.what());
+        vips_error_clear();
+        return convertPlainly(source);
+    }
+}
+
+}  // namespace lumaweave

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <QImage>
+
+namespace lumaweave {
+
+struct PixelData;
+
+// The picture as 8-bit RGBA in sRGB, for the screen. A profile that cannot be used (broken, or for
+// another kind of picture) is passed over, as if the picture were sRGB. Any thread.
+[[nodiscard]] QImage screenImage(const PixelData& source);
+
+}  // namespace lumaweave

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace lumaweave {
+
+// The folder of this running program's working files: one per program, mode 0700, in $TMPDIR when
+// that can stand in a tool's command line sixteen times over, else in /var/tmp (working copies are
+// large, and /tmp is often memory).
+
+// Makes the folder, and removes what programs that no longer run have left. Called once at
+// start-up, before any thread. False when it cannot be made; path() then names a folder that does
+// not exist, and every write into it fails and is reported by whoever writes.
+bool createWorkingFolder();
+
+// Removes the folder and all in it. Called once at exit.
+void removeWorkingFolder();
+
+// Without a trailing slash. Any thread may call, after createWorkingFolder.
+[[nodiscard]] const std::filesystem::path& workingFolder();
+
+// A new name for a scratch file in the working folder, never given twice. Any thread may call.
+[[nodiscard]] std::filesystem::path newScratchPath(const std::string& suffix);
+
+}  // namespace lumaweave

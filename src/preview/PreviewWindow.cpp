@@ -1,0 +1,281 @@
+#include "preview/PreviewWindow.h"
+
+#include <QButtonGroup>
+#include <QDesktopServices>
+#include <QGroupBox>
+#include <QMouseEvent>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSplitter>
+#include <QUrl>
+#include <QVBoxLayout>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+
+#include "app/Services.h"
+#include "app/SharedState.h"
+#include "fusion/Enfuse.h"
+#include "fusion/WorkingFiles.h"
+#include "imaging/ImageDecoder.h"
+#include "imaging/TiffWriter.h"
+#include "platform/Log.h"
+#include "platform/TextEncoding.h"
+#include "platform/Threads.h"
+#include "preview/EnfusingProgressDialog.h"
+#include "sources/SourceCellViewController.h"
+#include "widgets/ImageView.h"
+
+namespace lumaweave {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// How long the views must keep their size until a resize counts as ended.
+constexpr int settleMilliseconds = 250;
+
+StackGeometry stackGeometry() {
+    return {gImageWidth, gImageHeight, gImageAspectRatio};
+}
+
+// Whether the file is one that the fusion reads, or that a shot came from.
+bool isSourceFile(const fs::path& path) {
+    std::error_code error;
+    for (const SourceCellViewController* cell : gSourceCells) {
+        for (const fs::path& source : {cell->urlToImageFile(), cell->urlToOriginalFile()}) {
+            if (!source.empty() && fs::equivalent(source, path, error)) return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+PreviewWindow::PreviewWindow(QWidget* parent) : QWidget(parent) {
+    setObjectName("PreviewWindow");
+    setWindowTitle(tr("Preview"));
+    makeLayout();
+    settled_.setSingleShot(true);
+    settled_.setInterval(settleMilliseconds);
+    connect(&settled_, &QTimer::timeout, this, &PreviewWindow::windowDidEndLiveResize);
+    for (const ImageView* view : {enfusedView_, detailView_}) {
+        connect(view, &ImageView::resized, this, &PreviewWindow::noteViewSizes);
+    }
+    awakeFromNib();
+}
+
+PreviewWindow::~PreviewWindow() {
+    if (gPreviewWindow == this) gPreviewWindow = nullptr;
+}
+
+void PreviewWindow::awakeFromNib() {
+    gPreviewWindow = this;
+    const std::lock_guard lock(mutex_);
+    enfuseImage_ = {};
+}
+
+void PreviewWindow::makeLayout() {
+    enfusedView_ = new ImageView;
+    enfusedView_->setObjectName("enfusedView");
+    enfusedView_->setPlaceholder(
+        tr("Drop two or more exposures of one scene on the shots column.\n"
+           "The fused picture appears here."));
+    detailView_ = new ImageView;
+    detailView_->setObjectName("detailView");
+    detailView_->setFit(ImageView::Fit::shrink);
+    detailView_->setPlaceholder(tr("Click the picture to see that spot here at full size (1:1)."));
+    detailView_->setToolTip(tr("The fused picture around the spot you clicked, pixel by pixel."));
+
+    auto* lower = new QWidget;
+    auto* row = new QHBoxLayout(lower);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->addWidget(detailView_, 1);
+    row->addWidget(makeOutputPanel());
+
+    auto* splitter = new QSplitter(Qt::Vertical);
+    splitter->setObjectName("previewSplitter");
+    splitter->setChildrenCollapsible(false);
+    splitter->addWidget(enfusedView_);
+    splitter->addWidget(lower);
+    splitter->setStretchFactor(0, 3);
+    splitter->setStretchFactor(1, 1);
+    auto* column = new QVBoxLayout(this);
+    column->addWidget(splitter);
+}
+
+QWidget* PreviewWindow::makeOutputPanel() {
+    auto* panel = new QGroupBox(tr("After fusing"));
+    auto* column = new QVBoxLayout(panel);
+    afterEnfusingRadioButtons_ = new QButtonGroup(this);
+    const QStringList titles = {tr("Keep the file, nothing else"), tr("Show the result"),
+                                tr("Show it as a panorama"), tr("Open with default program")};
+    for (int id = 0; id < titles.size(); ++id) {
+        auto* button = new QRadioButton(titles[id]);
+        button->setObjectName("afterEnfusing" + QString::number(id));
+        // Without their windows these two choices would do nothing.
+        button->setEnabled(id != showInWindow && id != showPanorama);
+        afterEnfusingRadioButtons_->addButton(button, id);
+        column->addWidget(button);
+    }
+    afterEnfusingRadioButtons_->button(doNothing)->setChecked(true);
+    column->addStretch();
+    fuseButton_ = new QPushButton(tr("&Fuse Full Size…"));
+    fuseButton_->setObjectName("fuseButton");
+    fuseButton_->setToolTip(tr("Fuses the full-size shots into one TIFF file that you name."));
+    connect(fuseButton_, &QPushButton::clicked, this, [this] { enfuseItAction(fuseButton_); });
+    column->addWidget(fuseButton_);
+    return panel;
+}
+
+void PreviewWindow::noteViewSizes() {
+    {
+        const std::lock_guard lock(mutex_);
+        enfusedViewSize_ = enfusedView_->size();
+    }
+    if (gNumSourceImages > 0) settled_.start();
+}
+
+Image PreviewWindow::enfuseImage() const {
+    const std::lock_guard lock(mutex_);
+    return enfuseImage_;
+}
+
+QSize PreviewWindow::enfusedViewSize() const {
+    const std::lock_guard lock(mutex_);
+    return enfusedViewSize_;
+}
+
+// In the background: rewriting up to sixteen scaled copies takes a while, and a preview that is
+// running must not find some of its inputs in the new size and some in the old.
+void PreviewWindow::windowDidEndLiveResize() {
+    performInBackground([this] {
+        {
+            const PreviewTurn turn;
+            for (SourceCellViewController* cell : gSourceCells) {
+                if (!cell->theImage().isNull()) cell->createScaledSourceForPreview();
+            }
+        }
+        if (gNumSourceImages >= 2) doEnfusePreviewOnThread();
+    });
+}
+
+void PreviewWindow::mousePressEvent(QMouseEvent* event) {
+    if (event->button() != Qt::LeftButton) return;
+    mouseDown(flipped(event->position(), height()));
+}
+
+void PreviewWindow::mouseDown(QPointF locationInWindow) {
+    Log("mouse down event...");
+    QPointF frameOrigin;
+    QSizeF bounds;
+    if (enfusedView_ != nullptr) {
+        const QRectF frame(enfusedView_->mapTo(this, QPoint(0, 0)), enfusedView_->size());
+        frameOrigin = flipped(frame, height()).topLeft();
+        bounds = frame.size();
+    }
+    gDetailCoord = imageCoordinates(locationInWindow, frameOrigin, bounds, stackGeometry());
+    Log("image coords = " + QByteArray::number(gDetailCoord.x(), 'f', 6).toStdString() + ", " +
+        QByteArray::number(gDetailCoord.y(), 'f', 6).toStdString());
+    if (!isOutsideImage(gDetailCoord, stackGeometry())) createDetailImages();
+}
+
+void PreviewWindow::doEnfusePreviewOnThread() {
+    bool loaded = false;
+    {
+        // The turn may be held while the main thread is asked for the settings: that thread never
+        // takes one.
+        const PreviewTurn turn;
+        EnfusePreview();
+        const Image image = decodeImage(GetURLToEnfusedPreviewFile());
+        const QImage screen = image.toScreen();
+        loaded = !screen.isNull();
+        const std::lock_guard lock(mutex_);
+        if (loaded) {
+            enfuseImage_ = image;
+            screenImage_ = screen;
+        }
+    }
+    if (loaded) {
+        performOnMainThread([this] { updatePreviewImageOnMainThread(); }, Wait::yes);
+    } else {
+        DoAlert("doEnfusePreviewOnThread : enfused preview file was not found!");
+    }
+}
+
+void PreviewWindow::updatePreviewImageOnMainThread() {
+    QImage screen;
+    {
+        const std::lock_guard lock(mutex_);
+        screen = screenImage_;
+    }
+    enfusedView_->setImage(screen);
+    createDetailImages();
+    Q_EMIT previewShown();
+}
+
+void PreviewWindow::createDetailImages() {
+    Log("Creating Detail Images...");
+    const QSize size = detailView_ != nullptr ? detailView_->size() : QSize(0, 0);
+    const QRectF crop = cropRectangle(gDetailCoord, size);
+    {
+        const DetailFilesLock lock;
+        for (SourceCellViewController* cell : gSourceCells) {
+            const Image image = cell->theImage();
+            if (image.isNull()) continue;
+            const fs::path file = GetURLToDetailImageFile(cell->cellNum());
+            // A crop that cannot be written is seen as a detail fusion without a result.
+            [[maybe_unused]] const bool written = writeTiff(
+                image.cropped(flipped(crop, image.size().height()), size.width(), size.height()),
+                file, Write::plain);
+            cell->setUrlToDetailImageFile(file);
+        }
+    }
+    EnfuseDetailView();
+}
+
+void PreviewWindow::enfuseItAction(const QObject*) {
+    if (gNumSourceImages < 2) return;
+    for (;;) {
+        gEnfuseSavePath = AskForSaveFilename();
+        if (gEnfuseSavePath.empty()) return;
+        if (!isSourceFile(gEnfuseSavePath)) break;
+        DoAlert(
+            "The fused image cannot take the place of a shot that it is made from.  Please "
+            "choose another name.");
+    }
+    runFullSizeFusion();
+    actAfterEnfusing();
+}
+
+void PreviewWindow::runFullSizeFusion() {
+    progressDialog_ = ownedByMainThread(std::make_unique<EnfusingProgressDialog>());
+    const auto dialog = progressDialog_;
+    dialog->setWorkerAlive(true);
+    performInBackground([this, dialog] { doFullEnfuseOnThread(dialog); });
+    dialog->begin(window());
+    dialog->run();
+    dialog->end();
+    progressDialog_.reset();
+}
+
+void PreviewWindow::doFullEnfuseOnThread(const std::shared_ptr<EnfusingProgressDialog>& dialog) {
+    if (FullRezCommandFits()) {
+        // A path that this encoding does not hold is not removed beforehand: the tool overwrites
+        // it.
+        constexpr std::size_t pathBuffer = 2000;
+        const auto encoded = ToMacRoman(gEnfuseSavePath.native());
+        if (encoded && encoded->size() < pathBuffer) std::remove(gEnfuseSavePath.c_str());
+        PrintLine("got save path:  " + gEnfuseSavePath.native());
+        EnfuseFullRez();
+    }
+    performOnMainThread([&dialog] { dialog->endDialogOnMainThread(); }, Wait::yes);
+}
+
+void PreviewWindow::actAfterEnfusing() {
+    if (afterEnfusingRadioButtons_->checkedId() == openWithDefaultProgram) {
+        QDesktopServices::openUrl(UrlFromPath(gEnfuseSavePath));
+    }
+}
+
+}  // namespace lumaweave

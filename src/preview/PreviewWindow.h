@@ -1,0 +1,96 @@
+#pragma once
+
+#include <QImage>
+#include <QPointF>
+#include <QSize>
+#include <QTimer>
+#include <QWidget>
+#include <memory>
+#include <mutex>
+
+#include "imaging/Image.h"
+#include "preview/DetailGeometry.h"
+
+class QButtonGroup;
+class QPushButton;
+
+namespace lumaweave {
+
+class EnfusingProgressDialog;
+class ImageView;
+
+// Shows the fused preview of the whole frame and a 1:1 crop of the fusion around the clicked point,
+// and fuses the full-size images on command. Main thread, but for the functions that say otherwise.
+class PreviewWindow : public QWidget {
+    Q_OBJECT
+
+  public:
+    // What happens after a full-size fusion: the rows of afterEnfusingRadioButtons.
+    enum AfterEnfusing { doNothing, showInWindow, showPanorama, openWithDefaultProgram };
+
+    explicit PreviewWindow(QWidget* parent = nullptr);
+    ~PreviewWindow() override;
+
+    void awakeFromNib();
+
+    // The size of the fused view has settled: scaled copies follow it (in the background, in a
+    // preview turn of their own), then the preview is fused anew.
+    void windowDidEndLiveResize();
+    // A click, in this widget's coordinates with the origin at the bottom left.
+    void mouseDown(QPointF locationInWindow);
+
+    // Fuses the preview, then shows it and waits for that. Background thread.
+    void doEnfusePreviewOnThread();
+    // Shows enfuseImage and rebuilds the detail view.
+    void updatePreviewImageOnMainThread();
+    // Writes each loaded cell's crop around gDetailCoord and fuses the crops into the detail view.
+    void createDetailImages();
+
+    // Asks for a file and fuses the full-size images into it behind a modal sheet, then does what
+    // afterEnfusingRadioButtons says. Returns when all is done.
+    void enfuseItAction(const QObject* sender);
+    // The full-size fusion's worker. Background thread.
+    void doFullEnfuseOnThread(const std::shared_ptr<EnfusingProgressDialog>& dialog);
+
+    [[nodiscard]] ImageView* enfusedView() const { return enfusedView_; }
+    void setEnfusedView(ImageView* view) { enfusedView_ = view; }
+    [[nodiscard]] ImageView* detailView() const { return detailView_; }
+    void setDetailView(ImageView* view) { detailView_ = view; }
+    [[nodiscard]] QButtonGroup* afterEnfusingRadioButtons() const {
+        return afterEnfusingRadioButtons_;
+    }
+    [[nodiscard]] QPushButton* fuseButton() const { return fuseButton_; }
+
+    // The preview last loaded. Any thread.
+    [[nodiscard]] Image enfuseImage() const;
+    // The bounds of the fused view in points. Any thread.
+    [[nodiscard]] QSize enfusedViewSize() const;
+
+  Q_SIGNALS:
+    // A new preview, with its detail, stands on the screen.
+    void previewShown();
+
+  protected:
+    void mousePressEvent(QMouseEvent* event) override;
+
+  private:
+    void makeLayout();
+    QWidget* makeOutputPanel();
+    void noteViewSizes();
+    void runFullSizeFusion();
+    void actAfterEnfusing();
+
+    ImageView* enfusedView_ = nullptr;
+    ImageView* detailView_ = nullptr;
+    QButtonGroup* afterEnfusingRadioButtons_ = nullptr;
+    QPushButton* fuseButton_ = nullptr;
+    std::shared_ptr<EnfusingProgressDialog> progressDialog_;
+    QTimer settled_;
+
+    mutable std::mutex mutex_;  // guards what follows
+    Image enfuseImage_;
+    QImage screenImage_;
+    QSize enfusedViewSize_;
+};
+
+}  // namespace lumaweave

@@ -1,0 +1,108 @@
+#pragma once
+
+#include <QImage>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+
+#include "imaging/Image.h"
+
+class QCheckBox;
+class QLabel;
+class QObject;
+class QWidget;
+
+namespace Ui {
+class SourceCell;
+}
+
+namespace lumaweave {
+
+class DecodedShot;
+class SourceCellImageView;
+
+// One of the 16 slots of the source stack: the model of one image, and the controller of the small
+// view that shows it. A cell is free exactly when urlToImageFile is empty. The fields may be read
+// and written from any thread (each under the cell's own lock); the view belongs to the main
+// thread.
+class SourceCellViewController {
+  public:
+    // Makes the view of the layout "SourceCell". Main thread.
+    SourceCellViewController();
+    ~SourceCellViewController();
+    SourceCellViewController(const SourceCellViewController&) = delete;
+    SourceCellViewController& operator=(const SourceCellViewController&) = delete;
+
+    // Fills the cell from an image file: decodes it, makes the TIFF working copy where one is
+    // needed and the scaled copy, and sets the stack's geometry. False, after an alert (in a batch:
+    // a log line), when there is no image; the cell is then unchanged but enabled. Any thread; no
+    // lock may be held.
+    bool assignFileToCell(const std::filesystem::path& path);
+    // The same for a file that has been decoded ahead.
+    bool assignFileToCell(const std::filesystem::path& path, DecodedShot shot);
+
+    // Shows the image, the name and the use switch. Main thread.
+    void updateViewWithImageOnMainThread();
+
+    // Writes theImage, fitted to the preview window's fused view, to the cell's scaled copy. Any
+    // thread; no lock may be held.
+    void createScaledSourceForPreview();
+
+    // The use switch was clicked. Main thread.
+    void useAction(const QCheckBox* sender);
+    // Empties the cell. With a sender the preview and detail of what is left are fused anew (two or
+    // more images); otherwise both views are blanked. Main thread.
+    void removeCellAction(const QObject* sender);
+
+    [[nodiscard]] int cellNum() const { return cellNum_; }
+    void setCellNum(int number) { cellNum_ = number; }  // once, before any thread
+    [[nodiscard]] bool enabled() const;
+    void setEnabled(bool enabled);
+    [[nodiscard]] std::filesystem::path urlToOriginalFile() const;
+    void setUrlToOriginalFile(const std::filesystem::path& url);
+    [[nodiscard]] std::filesystem::path urlToImageFile() const;
+    void setUrlToImageFile(const std::filesystem::path& url);
+    [[nodiscard]] std::filesystem::path urlToScaledSourceFile() const;
+    void setUrlToScaledSourceFile(const std::filesystem::path& url);
+    [[nodiscard]] std::filesystem::path urlToDetailImageFile() const;
+    void setUrlToDetailImageFile(const std::filesystem::path& url);
+    [[nodiscard]] Image theImage() const;
+    void setTheImage(const Image& image);
+    // The last component of the dropped file's path.
+    [[nodiscard]] std::string filenameToDisplay() const;
+
+    // Owned by the cell until a parent takes it.
+    [[nodiscard]] QWidget* view() const { return view_; }
+    [[nodiscard]] SourceCellImageView* cellImageView() const;
+    [[nodiscard]] QLabel* textField() const;
+    [[nodiscard]] QCheckBox* useCheckBox() const;
+
+  private:
+    struct Fields {
+        bool enabled = false;
+        std::filesystem::path urlToOriginalFile;
+        std::filesystem::path urlToImageFile;
+        std::filesystem::path urlToScaledSourceFile;
+        std::filesystem::path urlToDetailImageFile;
+        Image theImage;
+        QImage thumbnail;
+        std::string filenameToDisplay;
+    };
+
+    template <typename Value>
+    [[nodiscard]] Value get(Value Fields::*field) const;
+    template <typename Value>
+    void set(Value Fields::*field, const Value& value);
+
+    void makeWorkingCopy(const std::filesystem::path& path, DecodedShot& shot);
+    void writeScaledCopy(const Image& image, const Image& scaled);
+    void showControls(bool filled);
+
+    int cellNum_ = 0;
+    QWidget* view_ = nullptr;
+    std::unique_ptr<Ui::SourceCell> layout_;
+    mutable std::mutex mutex_;
+    Fields fields_;
+};
+
+}  // namespace lumaweave

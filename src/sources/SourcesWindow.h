@@ -1,0 +1,115 @@
+#pragma once
+
+#include <QWidget>
+#include <array>
+#include <filesystem>
+#include <memory>
+#include <vector>
+
+#include "app/SharedState.h"
+
+class QCheckBox;
+class QDropEvent;
+class QLabel;
+class QMimeData;
+class QPushButton;
+class QScrollArea;
+
+namespace lumaweave {
+
+class LoadingDialog;
+class SourceCellViewController;
+
+// What a drop carries, copied out of it: the drag's own data are gone once its handler returns.
+struct DragInformation {
+    // False for a drop of something else than files (image data, text).
+    bool carriesFileNames = false;
+    // In the order of the drop. An entry that is no local file is an empty path, which is refused
+    // like any file that is no image.
+    std::vector<std::filesystem::path> fileNames;
+
+    [[nodiscard]] static DragInformation of(const QMimeData& data);
+};
+
+// The view inside the scroll area that holds the cells, from the top downward.
+class MyScrollContent : public QWidget {
+    Q_OBJECT
+
+  public:
+    explicit MyScrollContent(QWidget* parent = nullptr) : QWidget(parent) {}
+};
+
+// The column of 16 source cells. Takes dropped files in on a loading thread behind a modal sheet
+// and then starts the fusion. Owns the cells. Main thread, but for doLoadingOnThread.
+class SourcesWindow : public QWidget {
+    Q_OBJECT
+
+  public:
+    explicit SourcesWindow(QWidget* parent = nullptr);
+    ~SourcesWindow() override;
+
+    void awakeFromNib();
+    void windowDidResize() { repositionCells(); }
+    void repositionCells();
+
+    // The drop target. Every drag is welcome, as a copy, whatever it carries.
+    void draggingEntered(QDropEvent* event);
+    void draggingUpdated(QDropEvent* event);
+    void draggingExited() {}
+    [[nodiscard]] bool prepareForDragOperation() const { return true; }
+    [[nodiscard]] bool performDragOperation() const { return true; }
+    // Loads the files of the drop, and returns when they are loaded. A call while another load runs
+    // waits for its end.
+    void concludeDragOperation(const DragInformation& drag);
+    // A drop's event: answers the drag at once and concludes it from the event loop, so that the
+    // program that was dragged from does not wait for the load.
+    void receiveDrop(QDropEvent* event);
+    // The same road for files that come from elsewhere.
+    void addFiles(const std::vector<std::filesystem::path>& files);
+
+    // The loading thread.
+    void doLoadingOnThread(const DragInformation& drag,
+                           const std::shared_ptr<LoadingDialog>& dialog);
+
+    void ensureValidTIFFAction(const QObject* sender);
+    void clearAllCellsAction(const QObject* sender);
+
+    [[nodiscard]] QCheckBox* ensureValidTIFFFilesCheckBox() const {
+        return ensureValidTIFFFilesCheckBox_;
+    }
+    void setEnsureValidTIFFFilesCheckBox(QCheckBox* box) { ensureValidTIFFFilesCheckBox_ = box; }
+    [[nodiscard]] QScrollArea* sourceImagesScrollView() const { return sourceImagesScrollView_; }
+    // The sheet of the load in progress; null when there is none.
+    [[nodiscard]] const std::shared_ptr<LoadingDialog>& loadDialog() const { return loadDialog_; }
+
+    [[nodiscard]] QSize sizeHint() const override { return {250, 640}; }
+
+  Q_SIGNALS:
+    // A load's sheet has gone.
+    void loadEnded();
+
+  protected:
+    void resizeEvent(QResizeEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dragMoveEvent(QDragMoveEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+
+  private:
+    void makeLayout();
+    void makeCells();
+
+    QScrollArea* sourceImagesScrollView_ = nullptr;
+    QCheckBox* ensureValidTIFFFilesCheckBox_ = nullptr;
+    QPushButton* clearButton_ = nullptr;
+    std::array<std::unique_ptr<SourceCellViewController>, sourceCellCount> cells_;
+    std::shared_ptr<LoadingDialog> loadDialog_;
+    std::vector<DragInformation> waiting_;
+};
+
+// The lowest index of a free cell, or -1 when all are filled. Any thread.
+[[nodiscard]] int FindFreeSourceImageCell();
+
+// Answers a drag as a copy, never as a move: the program that was dragged from keeps its files.
+void acceptAsCopy(QDropEvent* event);
+
+}  // namespace lumaweave

@@ -1,0 +1,27 @@
+#include "widgets/ElidedLabel.h"
+
+#include <QPainter>
+
+namespace lumaweave {
+
+ElidedLabel::ElidedLabel(QWidget* parent) : QLabel(parent) {
+    setTextFormat(Qt::PlainText);
+}
+
+void ElidedLabel::setText(const QString& text) {
+    QLabel::setText(text);
+    setToolTip(text.toHtmlEscaped());
+}
+
+QSize ElidedLabel::minimumSizeHint() const {
+    return {0, QLabel::minimumSizeHint().height()};
+}
+
+void ElidedLabel::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setPen(palette().color(foregroundRole()));
+    painter.drawText(contentsRect(), static_cast<int>(alignment()) | Qt::TextSingleLine,
+                     fontMetrics().elidedText(text(), Qt::ElideMiddle, contentsRect().width()));
+}
+
+}  // namespace lumaweave

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <QDialog>
+#include <QEventLoop>
+
+namespace lumaweave {
+
+// A modal dialog over a window while work goes on: begun, run until it is stopped or aborted, then
+// ended by whoever ran it. While a worker lives, neither Esc nor the close button ends it (the
+// worker still uses it); once the worker has gone they do. Main thread.
+class Sheet : public QDialog {
+    Q_OBJECT
+
+  public:
+    static constexpr int aborted = -1;
+
+    explicit Sheet(QWidget* parent = nullptr);
+
+    // Shows the sheet over the given window (none: in the middle of the screen).
+    void begin(QWidget* window);
+    // Runs until stop (returns its code) or abort (returns `aborted`), also when that came before.
+    int run();
+    void stop(int code);
+    void abort() { stop(aborted); }
+    // Takes the sheet off the screen.
+    void end();
+    [[nodiscard]] bool isRunning() const { return loop_.isRunning(); }
+
+    void setWorkerAlive(bool alive) { workerAlive_ = alive; }
+
+    // Esc.
+    void reject() override;
+
+  protected:
+    void closeEvent(QCloseEvent* event) override;
+
+  private:
+    QEventLoop loop_;
+    bool stopped_ = false;
+    bool workerAlive_ = false;
+    int code_ = aborted;
+};
+
+}  // namespace lumaweave
