@@ -4,6 +4,8 @@
 #include <QDropEvent>
 #include <QLabel>
 #include <QMimeData>
+#include <QPaintEvent>
+#include <QPainter>
 #include <QPixmap>
 #include <QPushButton>
 #include <QScrollArea>
@@ -57,6 +59,11 @@ void acceptAsCopy(QDropEvent* event) {
     event->accept();
 }
 
+// Painted rather than set as a palette, which the cells would inherit: they follow the theme.
+void MyScrollContent::paintEvent(QPaintEvent* event) {
+    QPainter(this).fillRect(event->rect(), Qt::lightGray);
+}
+
 SourcesWindow::SourcesWindow(QWidget* parent) : QWidget(parent) {
     setObjectName("SourcesWindow");
     setWindowTitle(tr("Shots"));
@@ -81,6 +88,7 @@ void SourcesWindow::makeLayout() {
     sourceImagesScrollView_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     sourceImagesScrollView_->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
     sourceImagesScrollView_->setWidget(new MyScrollContent);
+    sourceImagesScrollView_->viewport()->installEventFilter(this);
     ensureValidTIFFFilesCheckBox_ = new QCheckBox(tr("Re-save &TIFF shots"));
     ensureValidTIFFFilesCheckBox_->setObjectName("ensureValidTIFFFilesCheckBox");
     ensureValidTIFFFilesCheckBox_->setChecked(true);
@@ -124,6 +132,7 @@ void SourcesWindow::makeCells() {
         // The first cell's height decides the height of the whole column.
         if (i == 0) content->resize(content->width(), sourceCellCount * cell->view()->height());
         cell->view()->setParent(content);
+        cell->view()->setAutoFillBackground(true);
         cell->view()->show();
     }
     repositionCells();
@@ -143,9 +152,10 @@ void SourcesWindow::repositionCells() {
     }
 }
 
-void SourcesWindow::resizeEvent(QResizeEvent* event) {
-    QWidget::resizeEvent(event);
-    windowDidResize();
+// The scroll area's view gets its size after the window around it.
+bool SourcesWindow::eventFilter(QObject*, QEvent* event) {
+    if (event->type() == QEvent::Resize) windowDidResize();
+    return false;
 }
 
 void SourcesWindow::draggingEntered(QDropEvent* event) {

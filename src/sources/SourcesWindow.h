@@ -31,12 +31,15 @@ struct DragInformation {
     [[nodiscard]] static DragInformation of(const QMimeData& data);
 };
 
-// The view inside the scroll area that holds the cells, from the top downward.
+// The view inside the scroll area that holds the cells, from the top downward, on light grey.
 class MyScrollContent : public QWidget {
     Q_OBJECT
 
   public:
     explicit MyScrollContent(QWidget* parent = nullptr) : QWidget(parent) {}
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
 };
 
 // The column of 16 source cells. Takes dropped files in on a loading thread behind a modal sheet
@@ -89,7 +92,7 @@ class SourcesWindow : public QWidget {
     void loadEnded();
 
   protected:
-    void resizeEvent(QResizeEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dragMoveEvent(QDragMoveEvent* event) override;
     void dropEvent(QDropEvent* event) override;

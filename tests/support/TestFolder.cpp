@@ -1,0 +1,35 @@
+#include "support/TestFolder.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+namespace lumaweave::test {
+
+namespace fs = std::filesystem;
+
+TestFolder::TestFolder() {
+    std::string name = (fs::temp_directory_path() / "test-XXXXXX").native();
+    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no folder for the test");
+    path_ = name;
+}
+
+TestFolder::~TestFolder() {
+    std::error_code error;
+    fs::permissions(path_, fs::perms::owner_all, error);
+    fs::remove_all(path_, error);
+}
+
+fs::path TestFolder::write(const std::string& name, const std::string& content) const {
+    const fs::path file = path_ / name;
+    std::ofstream(file, std::ios::binary) << content;
+    return file;
+}
+
+std::string readFile(const fs::path& path) {
+    std::ifstream stream(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+}
+
+}  // namespace lumaweave::test

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <functional>
+
+namespace lumaweave::test {
+
+// Runs the event loop until the condition holds; false when it does not within a generous bound.
+// No test depends on how long something takes.
+[[nodiscard]] bool waitUntil(const std::function<bool()>& condition);
+
+// Runs the event loop until no background task is left. False past the bound.
+[[nodiscard]] bool waitForBackgroundTasks();
+
+}  // namespace lumaweave::test

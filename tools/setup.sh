@@ -1,0 +1,66 @@
+# Sourced by the commands in the root: installs what is missing, and builds. Quiet when there is
+# nothing to do.
+
+build_packages=(
+    cmake ninja-build g++ pkg-config qt6-base-dev libgl-dev libvips-dev libtiff-dev libexiv2-dev
+    libraw-dev libjpeg62-turbo-dev
+)
+program_packages=(enfuse hugin-tools libqt6svg6)
+display_packages=(xvfb xauth libgl1-mesa-dri fonts-dejavu-core)
+test_packages=(libgtest-dev libgmock-dev libtiff-tools libimage-exiftool-perl util-linux)
+bench_packages=(libbenchmark-dev libvips-tools)
+
+fail() {
+    echo "$(basename "$0"): $*" >&2
+    exit 1
+}
+
+# Installs those of the named Debian packages that are not there yet.
+install_missing() {
+    local package missing=()
+    for package in "$@"; do
+        [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] ||
+            missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] && return
+    command -v apt-get >/dev/null || fail "these Debian packages are missing: ${missing[*]}"
+    local as_root=()
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null || fail "run as root or install sudo, to install ${missing[*]}"
+        as_root=(sudo)
+    fi
+    echo "Installing ${missing[*]}"
+    "${as_root[@]}" apt-get update -qq || fail "apt-get update did not succeed"
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null ||
+        fail "these Debian packages could not be installed: ${missing[*]}"
+}
+
+# build PRESET TARGET...: configures when that was never done, and builds with progress.
+build() {
+    local preset=$1
+    shift
+    if [ ! -f "build/$preset/build.ninja" ]; then
+        echo "Configuring ($preset)"
+        local messages
+        messages=$(cmake --preset "$preset" 2>&1) || {
+            echo "$messages" >&2
+            fail "the build could not be configured"
+        }
+    fi
+    # Asked first: ninja would say that there is nothing to do.
+    if ! ninja -C "build/$preset" -n "$@" 2>/dev/null | grep -q "no work to do"; then
+        echo "Building ($preset)"
+        cmake --build --preset "$preset" --target "$@" || fail "the build did not succeed"
+    fi
+}
+
+# Runs a command on the screen that is there, or on a virtual one. (-noreset: the screen would
+# otherwise start anew, and refuse programs meanwhile, whenever its last one has gone.)
+with_display() {
+    if [ -n "${DISPLAY:-}" ]; then
+        "$@"
+    else
+        xvfb-run -a -s "-screen 0 1920x1200x24 -noreset" "$@"
+    fi
+}

@@ -1,0 +1,209 @@
+// Takes the program through its usual use without a person: loads the given shots, waits for the
+// preview, picks a detail, fuses full size, and saves the result and a picture of every window, in
+// a light and a dark theme, large and small. For looking at the program where there is no display.
+//
+// lumaweave-tour OUTPUT_FOLDER SHOT...   (lines for people begin with "tour: ")
+
+#include <QApplication>
+#include <QDockWidget>
+#include <QEvent>
+#include <QFile>
+#include <QMessageBox>
+#include <QMouseEvent>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QStyleFactory>
+#include <QTimer>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "app/AppDelegate.h"
+#include "app/MainInterface.h"
+#include "app/ProgramRun.h"
+#include "app/Services.h"
+#include "platform/Log.h"
+#include "platform/Threads.h"
+#include "preview/EnfusingProgressDialog.h"
+#include "preview/PreviewWindow.h"
+#include "sources/LoadingDialog.h"
+#include "sources/SourcesWindow.h"
+#include "widgets/ImageView.h"
+
+namespace lumaweave {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+void say(const std::string& line) {
+    PrintLine("tour: " + line);
+}
+
+[[noreturn]] void giveUp(const std::string& reason) {
+    say("stopped: " + reason);
+    std::_Exit(EXIT_FAILURE);
+}
+
+// An alert would wait for ever here, and is a failure of the tour.
+class AlertWatch : public QObject {
+  public:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        const auto* box =
+            event->type() == QEvent::Show ? qobject_cast<QMessageBox*>(watched) : nullptr;
+        if (box != nullptr) giveUp("an alert came: " + box->text().toStdString());
+        return false;
+    }
+};
+
+// Saves a picture of each sheet once it has been painted.
+class SheetWatch : public QObject {
+  public:
+    explicit SheetWatch(fs::path folder) : folder_(std::move(folder)) {}
+
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        auto* sheet = event->type() == QEvent::Show ? qobject_cast<Sheet*>(watched) : nullptr;
+        if (sheet == nullptr) return false;
+        const fs::path file = folder_ / (sheet->objectName().toStdString() + ".png");
+        QTimer::singleShot(0, sheet, [sheet, file] {
+            if (sheet->grab().save(QString::fromStdString(file.native()))) {
+                say("screenshot " + fs::absolute(file).native());
+            }
+        });
+        return false;
+    }
+
+  private:
+    fs::path folder_;
+};
+
+void runUntil(const std::function<bool()>& condition, const char* what) {
+    constexpr int boundSeconds = 300;
+    QTimer bound;
+    bound.setSingleShot(true);
+    bound.start(boundSeconds * 1000);
+    while (!condition()) {
+        if (!bound.isActive()) giveUp(std::string("waited too long for ") + what);
+        QApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+    }
+}
+
+void runUntilIdle() {
+    runUntil([] { return runningBackgroundTasks() == 0; }, "the background tasks");
+    QApplication::processEvents();
+}
+
+void saveScreenshot(QWidget& window, const fs::path& file) {
+    if (!window.grab().save(QString::fromStdString(file.native()))) {
+        giveUp("cannot write " + file.native());
+    }
+    say("screenshot " + fs::absolute(file).native());
+}
+
+QPalette darkPalette() {
+    QPalette palette(QColor(53, 53, 53), QColor(45, 45, 45));
+    palette.setColor(QPalette::WindowText, Qt::white);
+    palette.setColor(QPalette::Base, QColor(35, 35, 35));
+    palette.setColor(QPalette::Text, Qt::white);
+    palette.setColor(QPalette::ButtonText, Qt::white);
+    palette.setColor(QPalette::Highlight, QColor(61, 125, 180));
+    for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
+        palette.setColor(QPalette::Disabled, role, QColor(128, 128, 128));
+    }
+    return palette;
+}
+
+// A click in the middle of the picture, as the mouse would make it.
+void clickPicture(PreviewWindow& preview) {
+    const QPointF middle = preview.enfusedView()->rect().center();
+    const QPointF global = preview.enfusedView()->mapToGlobal(middle);
+    QMouseEvent press(QEvent::MouseButtonPress, middle, global, Qt::LeftButton, Qt::LeftButton,
+                      Qt::NoModifier);
+    QApplication::sendEvent(preview.enfusedView(), &press);
+}
+
+void resizeAndWait(MainInterface& windows, QSize size) {
+    bool shown = false;
+    const auto connection = QObject::connect(windows.previewWindow(), &PreviewWindow::previewShown,
+                                             [&shown] { shown = true; });
+    windows.resize(size);
+    runUntil([&shown] { return shown; }, "the preview in the new size");
+    QObject::disconnect(connection);
+    runUntilIdle();
+}
+
+void takeScreenshots(MainInterface& windows, const fs::path& folder) {
+    const QPalette light = QApplication::palette();
+    saveScreenshot(windows, folder / "main-light.png");
+    QApplication::setPalette(darkPalette());
+    QApplication::processEvents();
+    saveScreenshot(windows, folder / "main-dark.png");
+    resizeAndWait(windows, windows.minimumSizeHint().expandedTo({960, 600}));
+    saveScreenshot(windows, folder / "main-dark-small.png");
+    QApplication::setPalette(light);
+    QApplication::processEvents();
+    saveScreenshot(windows, folder / "main-light-small.png");
+    resizeAndWait(windows, {1700, 1050});
+    saveScreenshot(windows, folder / "main-light-large.png");
+    for (QDockWidget* dock : windows.findChildren<QDockWidget*>()) {
+        dock->setFloating(true);
+        QApplication::processEvents();
+        saveScreenshot(*dock, folder / (dock->objectName().toStdString() + "-torn-off.png"));
+        dock->setFloating(false);
+    }
+    runUntilIdle();
+}
+
+void fuseFullSize(MainInterface& windows, const fs::path& result) {
+    SetSaveFilenameChooser([result] { return result; });
+    windows.previewWindow()->fuseButton()->click();
+    runUntilIdle();
+    if (!fs::exists(result)) giveUp("no fused file was written");
+    say("fused file " + fs::absolute(result).native());
+}
+
+int tour(const fs::path& folder, const std::vector<fs::path>& shots) {
+    MainInterface windows;
+    AppDelegate delegate;
+    AlertWatch alerts;
+    SheetWatch sheets(folder);
+    qApp->installEventFilter(&alerts);
+    qApp->installEventFilter(&sheets);
+    windows.show();
+    delegate.applicationDidFinishLaunching();
+    QApplication::processEvents();
+    saveScreenshot(windows, folder / "main-empty.png");
+    windows.openFiles(shots);
+    runUntilIdle();
+    if (windows.previewWindow()->enfuseImage().isNull()) giveUp("no preview came");
+    clickPicture(*windows.previewWindow());
+    runUntilIdle();
+    takeScreenshots(windows, folder);
+    fuseFullSize(windows, folder / "fused.tif");
+    return EXIT_SUCCESS;
+}
+
+}  // namespace
+
+}  // namespace lumaweave
+
+int main(int argc, char** argv) {
+    if (argc < 4) {
+        std::fputs("usage: lumaweave-tour OUTPUT_FOLDER SHOT SHOT...\n", stderr);
+        return 2;
+    }
+    // The user's own settings are neither used nor changed.
+    const std::filesystem::path folder = std::filesystem::absolute(argv[1]);
+    qputenv("XDG_CONFIG_HOME", QByteArray::fromStdString((folder / "settings").native()));
+    QApplication application(argc, argv);
+    QApplication::setStyle(QStyleFactory::create("Fusion"));
+    QApplication::setQuitOnLastWindowClosed(false);
+    const lumaweave::ProgramRun run;
+    std::vector<std::filesystem::path> shots;
+    for (int i = 2; i < argc; ++i)
+        shots.push_back(std::filesystem::absolute(argv[i]));
+    return lumaweave::tour(folder, shots);
+}
