@@ -49,6 +49,10 @@ SourceCellViewController& ProgramTest::cell(int index) const {
 void ProgramTest::sendDrop(QWidget* target, const QList<QUrl>& urls) {
     QMimeData data;
     data.setUrls(urls);
+    sendDrop(target, data);
+}
+
+void ProgramTest::sendDrop(QWidget* target, const QMimeData& data) {
     const QPoint centre = target->rect().center();
     const Qt::DropActions offered = Qt::CopyAction | Qt::MoveAction;
     QDragEnterEvent enter(centre, offered, &data, Qt::LeftButton, Qt::NoModifier);
@@ -58,6 +62,7 @@ void ProgramTest::sendDrop(QWidget* target, const QList<QUrl>& urls) {
     QApplication::sendEvent(target, &move);
     QDropEvent drop(centre, offered, &data, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(target, &drop);
+    EXPECT_TRUE(drop.isAccepted());
     EXPECT_EQ(drop.dropAction(), Qt::CopyAction);
 }
 

@@ -15,7 +15,7 @@
 #include "support/TestFolder.h"
 #include "support/Waiting.h"
 
-class QDropEvent;
+class QMimeData;
 
 namespace lumaweave {
 class SourceCellViewController;
@@ -36,6 +36,7 @@ class ProgramTest : public testing::Test {
     void dropAndWait(const std::vector<std::filesystem::path>& files);
     // The same with any URLs.
     static void sendDrop(QWidget* target, const QList<QUrl>& urls);
+    static void sendDrop(QWidget* target, const QMimeData& data);
     // Fuses full size to the file through the fuse button, and waits for the end of it.
     void fuseFullSize(const std::filesystem::path& result);
     // Replaces the tools of the resource folder, until the test ends: a shell script (without its

@@ -2,17 +2,30 @@
 
 #include <QCoreApplication>
 #include <QTest>
+#include <QTimer>
 
 #include "platform/Threads.h"
 
 namespace lumaweave::test {
 
 namespace {
-constexpr int boundMilliseconds = 300'000;
+constexpr int boundMilliseconds = 120'000;
 }
 
 bool waitUntil(const std::function<bool()>& condition) {
     return QTest::qWaitFor(condition, boundMilliseconds);
+}
+
+void whenTrue(const std::function<bool()>& condition, const std::function<void()>& action) {
+    auto* timer = new QTimer(QCoreApplication::instance());
+    QObject::connect(timer, &QTimer::timeout, timer, [timer, condition, action] {
+        if (!condition()) return;
+        timer->stop();
+        timer->deleteLater();
+        action();
+    });
+    constexpr int pollMilliseconds = 5;
+    timer->start(pollMilliseconds);
 }
 
 bool waitForBackgroundTasks() {

@@ -8,6 +8,10 @@ namespace lumaweave::test {
 // No test depends on how long something takes.
 [[nodiscard]] bool waitUntil(const std::function<bool()>& condition);
 
+// Runs the action once, from whatever event loop runs then (a sheet's own, too), as soon as the
+// condition holds.
+void whenTrue(const std::function<bool()>& condition, const std::function<void()>& action);
+
 // Runs the event loop until no background task is left. False past the bound.
 [[nodiscard]] bool waitForBackgroundTasks();
 
