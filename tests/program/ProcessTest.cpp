@@ -1,0 +1,109 @@
+// The program as a process of its own, as a person starts it.
+
+#include <gmock/gmock.h>
+
+#include <QProcess>
+#include <algorithm>
+#include <filesystem>
+#include <set>
+
+#include "platform/WorkingFolder.h"
+#include "support/Pictures.h"
+#include "support/TestFolder.h"
+#include "support/Waiting.h"
+
+namespace lumaweave {
+
+namespace fs = std::filesystem;
+using namespace test;
+
+namespace {
+
+// One started program; ended hard when it goes, if it still runs.
+class Program {
+  public:
+    explicit Program(const std::vector<fs::path>& files, const QStringList& options = {}) {
+        QStringList arguments = options;
+        for (const fs::path& file : files)
+            arguments << QString::fromStdString(file.native());
+        process_.setProcessChannelMode(QProcess::MergedChannels);
+        process_.start(LUMAWEAVE_BUILD_FOLDER "/bin/lumaweave", arguments);
+    }
+    ~Program() {
+        process_.kill();
+        process_.waitForFinished();
+    }
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+
+    QProcess& process() { return process_; }
+    // Everything printed so far.
+    const std::string& output() {
+        output_ += process_.readAll().toStdString();
+        return output_;
+    }
+    bool waitForOutput(const std::string& text) {
+        return waitUntil([&] { return output().find(text) != std::string::npos; });
+    }
+
+  private:
+    QProcess process_;
+    std::string output_;
+};
+
+std::set<fs::path> workingFolders() {
+    std::set<fs::path> folders;
+    for (const auto& entry : fs::directory_iterator(fs::temp_directory_path())) {
+        if (entry.path().filename().native().starts_with("lumaweave-"))
+            folders.insert(entry.path());
+    }
+    return folders;
+}
+
+int imagesIn(const fs::path& folder) {
+    return static_cast<int>(std::count_if(
+        fs::directory_iterator(folder), fs::directory_iterator(), [](const auto& entry) {
+            return entry.path().filename().native().starts_with("ConvertedToTIFF");
+        }));
+}
+
+}  // namespace
+
+TEST(Process, FilesNamedOnTheCommandLineAreLoadedAndFused) {
+    const TestFolder folder;
+    Program program(makeBracket(folder.path(), 120, 80, 3));
+    EXPECT_TRUE(program.waitForOutput("collapsing Laplacian pyramid"));
+    EXPECT_TRUE(program.waitForOutput("Creating Detail Images..."));
+    EXPECT_EQ(workingFolders().size(), 2U) << "its own and this test's";
+}
+
+TEST(Process, TwoProgramsDoNotTouchEachOthersWorkingFiles) {
+    const TestFolder folder;
+    const auto shots = makeBracket(folder.path(), 120, 80, 5);
+    Program first({shots[0], shots[1]});
+    Program second({shots[2], shots[3], shots[4]});
+    EXPECT_TRUE(first.waitForOutput("Creating Detail Images..."));
+    EXPECT_TRUE(second.waitForOutput("Creating Detail Images..."));
+    std::vector<int> counts;
+    for (const fs::path& working : workingFolders()) {
+        if (working != workingFolder()) counts.push_back(imagesIn(working));
+    }
+    EXPECT_THAT(counts, testing::UnorderedElementsAre(2, 3));
+}
+
+TEST(Process, AProgramThatStartsRemovesWhatAKilledOneHasLeftAndNothingOfTheLivingOnes) {
+    const TestFolder folder;
+    const auto shots = makeBracket(folder.path(), 120, 80, 2);
+    const std::set<fs::path> before = workingFolders();
+    {
+        Program killed({shots[0]});
+        EXPECT_TRUE(killed.waitForOutput("Creating scaled source for Preview..."));
+    }
+    ASSERT_EQ(workingFolders().size(), before.size() + 1);
+    Program next(shots);
+    EXPECT_TRUE(next.waitForOutput("Creating Detail Images..."));
+    EXPECT_EQ(workingFolders().size(), before.size() + 1);
+    EXPECT_TRUE(fs::exists(workingFolder())) << "this test's own program still runs";
+}
+
+}  // namespace lumaweave
