@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "imaging/ColourProfile.h"
 #include "imaging/PixelData.h"
 #include "imaging/TiffFile.h"
 #include "imaging/TiffWriter.h"
@@ -95,6 +96,13 @@ bool hasProfile(const VImage& image) {
     return image.get_typeof(VIPS_META_ICC_NAME) != 0;
 }
 
+bool hasProfileOf(const char* colourSpace, const VImage& image) {
+    if (!hasProfile(image)) return false;
+    std::size_t size = 0;
+    const void* bytes = image.get_blob(VIPS_META_ICC_NAME, &size);
+    return isProfileOf(colourSpace, bytes, size);
+}
+
 bool isRgbOrGrey(VipsInterpretation interpretation) {
     switch (interpretation) {
         case VIPS_INTERPRETATION_B_W:
@@ -114,9 +122,9 @@ bool isRgbOrGrey(VipsInterpretation interpretation) {
 VImage toRgbOrGrey(const VImage& image) {
     if (isRgbOrGrey(image.interpretation())) return image;
     if (isCmyk(image)) {
-        return image.icc_transform(
-            "srgb",
-            VImage::option()->set("embedded", hasProfile(image))->set("input_profile", "cmyk"));
+        return image.icc_transform("srgb", VImage::option()
+                                               ->set("embedded", hasProfileOf("CMYK", image))
+                                               ->set("input_profile", "cmyk"));
     }
     VImage rgb = image.colourspace(VIPS_INTERPRETATION_sRGB).copy();
     rgb.remove(VIPS_META_ICC_NAME);
@@ -146,19 +154,15 @@ VImage toKnownDepth(const VImage& image, SampleType* type) {
     }
 }
 
-// The profile, where it speaks of pictures of this kind: offset 16 of an ICC profile holds its
-// colour space, offset 36 its signature.
+// The profile, where it speaks of pictures of this kind.
 QByteArray usableProfile(const VImage& image, int colours) {
     if (!hasProfile(image)) return {};
-    std::size_t size = 0;
-    const auto* bytes = static_cast<const char*>(image.get_blob(VIPS_META_ICC_NAME, &size));
-    constexpr std::size_t headerSize = 128;
-    const char* wanted = colours == 3 ? "RGB " : "GRAY";
-    if (size < headerSize || std::memcmp(bytes + 36, "acsp", 4) != 0 ||
-        std::memcmp(bytes + 16, wanted, 4) != 0) {
+    if (!hasProfileOf(profileColourSpace(colours), image)) {
         Log("Colour profile of another kind of picture passed over");
         return {};
     }
+    std::size_t size = 0;
+    const auto* bytes = static_cast<const char*>(image.get_blob(VIPS_META_ICC_NAME, &size));
     return {bytes, static_cast<qsizetype>(size)};
 }
 

@@ -9,8 +9,9 @@ namespace lumaweave {
 // What the files of photographs hold, as pictures: JPEG, PNG, TIFF and WebP, told by their content
 // and not by their names. Pixels are turned upright; depth and colour profile stay as they are.
 // CMYK, Lab and the like become RGB. Anything that is not a regular file is refused without being
-// read; a truncated or damaged file is refused whole. All functions may be called from any thread,
-// several at a time.
+// read; a truncated file is refused whole, and so is a damaged one, except that a JPEG's scan is
+// taken as far as it can be read: cameras leave stray bytes there that must not cost a photograph.
+// All functions may be called from any thread, several at a time.
 
 // Why there is no picture.
 enum class DecodeFailure {

@@ -80,10 +80,13 @@ void gatherRows(const PixelData& source, const Contribution& rows,
     if (last > 0) addWeightedRow(row(last), count, rows.weights.back(), result.data());
     if (last < 2) return;
     if constexpr (std::is_integral_v<Sample>) {
-        std::fill(whole.begin(), whole.end(), 0U);
-        for (std::size_t k = 1; k < last; ++k)
-            addRow(row(k), count, whole.data());
-        addWeightedRow(whole.data(), count, rows.weights[1], result.data());
+        constexpr std::size_t rowsInSum = 65536;  // of 16-bit samples, without overflow
+        for (std::size_t begin = 1; begin < last; begin += rowsInSum) {
+            std::fill(whole.begin(), whole.end(), 0U);
+            for (std::size_t k = begin; k < std::min(last, begin + rowsInSum); ++k)
+                addRow(row(k), count, whole.data());
+            addWeightedRow(whole.data(), count, rows.weights[1], result.data());
+        }
     } else {
         for (std::size_t k = 1; k < last; ++k) {
             addWeightedRow(row(k), count, rows.weights[k], result.data());

@@ -4,6 +4,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "imaging/ColourProfile.h"
 #include "imaging/PixelData.h"
 #include "imaging/VipsLibrary.h"
 #include "platform/Log.h"
@@ -63,6 +64,18 @@ std::vector<unsigned short> wholeNumbers(const PixelData& source) {
     return result;
 }
 
+// libvips would take another profile in the place of one that cannot be used.
+void checkProfile(const vips::VImage& picture, const PixelData& source) {
+    const void* bytes = source.colourProfile.constData();
+    const auto size = static_cast<std::size_t>(source.colourProfile.size());
+    if (!isProfileOf(profileColourSpace(source.format.colours), bytes, size)) {
+        throw vips::VError("it is for another kind of picture");
+    }
+    if (vips_icc_is_compatible_profile(picture.get_image(), bytes, size) == 0) {
+        throw vips::VError("it cannot be read");
+    }
+}
+
 QImage convertThroughProfile(const PixelData& source) {
     std::vector<unsigned short> converted;
     const void* bytes = source.bytes;
@@ -84,6 +97,7 @@ QImage convertThroughProfile(const PixelData& source) {
                 "interpretation",
                 colours == 1 ? (isByte ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_GREY16)
                              : (isByte ? VIPS_INTERPRETATION_sRGB : VIPS_INTERPRETATION_RGB16)));
+    checkProfile(colour, source);
     colour.set(VIPS_META_ICC_NAME, nullptr, const_cast<char*>(source.colourProfile.constData()),
                static_cast<std::size_t>(source.colourProfile.size()));
     colour = colour.icc_transform("srgb", vips::VImage::option()

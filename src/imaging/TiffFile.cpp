@@ -136,6 +136,10 @@ std::optional<Image> mapTiff(const fs::path& path) {
     picture.width = static_cast<int>(layout.width);
     picture.height = static_cast<int>(layout.height);
     picture.format = *format;
+    float pixelsPerInch = 0;
+    if (TIFFGetField(tiff.get(), TIFFTAG_XRESOLUTION, &pixelsPerInch) == 1 && pixelsPerInch > 0) {
+        picture.pixelsPerMillimetre = static_cast<double>(pixelsPerInch) / 25.4;
+    }
     std::uint32_t profileSize = 0;
     const void* profile = nullptr;
     if (TIFFGetField(tiff.get(), TIFFTAG_ICCPROFILE, &profileSize, &profile) == 1) {

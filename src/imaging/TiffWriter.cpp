@@ -82,7 +82,9 @@ bool TiffStripWriter::open(const fs::path& path, const PixelData& description) {
     TIFF* tiff = descriptor < 0 ? nullptr : TIFFFdOpen(descriptor, path.c_str(), mode);
     if (tiff == nullptr) {
         logFailure(path);
-        if (descriptor >= 0) ::close(descriptor);
+        if (descriptor < 0) return false;
+        ::close(descriptor);
+        unlink(path.c_str());
         return false;
     }
     file_ = std::make_unique<File>();

@@ -26,7 +26,9 @@ constexpr std::array<char16_t, 128> upperHalf = {
 }  // namespace
 
 std::optional<std::string> ToMacRoman(std::string_view utf8) {
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    // A leading byte order mark is a character like any other: a name that has it is another name.
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless |
+                                                     QStringDecoder::Flag::ConvertInitialBom);
     const QString decoded =
         decoder(QByteArrayView(utf8.data(), static_cast<qsizetype>(utf8.size())));
     if (decoder.hasError()) return std::nullopt;

@@ -85,17 +85,34 @@ void removeAbandonedFolders(const fs::path& parent) {
     }
 }
 
+bool makeFolder(const fs::path& parent) {
+    std::string name = (parent / (std::string(folderPrefix) + "XXXXXX")).native();
+    const bool made = mkdtemp(name.data()) != nullptr;
+    folder = name;
+    if (made) lockDescriptor = takeLock(folder / lockName);
+    return made;
+}
+
+bool holdsLock() {
+    std::error_code error;
+    return lockDescriptor >= 0 && fs::exists(folder / lockName, error);
+}
+
 }  // namespace
 
 bool createWorkingFolder() {
     const fs::path parent = parentFolder();
     removeAbandonedFolders(parent);
-    std::string name = (parent / (std::string(folderPrefix) + "XXXXXX")).native();
-    const bool made = mkdtemp(name.data()) != nullptr;
-    folder = name;
-    if (made) lockDescriptor = takeLock(folder / lockName);
-    if (!made) Log("The working folder cannot be made in " + parent.native());
-    return made;
+    // A program that starts at the same moment may have come between the lock file and the lock,
+    // and removed the folder as abandoned.
+    constexpr int attempts = 3;
+    for (int attempt = 1;; ++attempt) {
+        if (!makeFolder(parent)) break;
+        if (holdsLock() || attempt == attempts) return true;
+        removeWorkingFolder();
+    }
+    Log("The working folder cannot be made in " + parent.native());
+    return false;
 }
 
 void removeWorkingFolder() {

@@ -1,6 +1,7 @@
 #include "widgets/ElidedLabel.h"
 
 #include <QPainter>
+#include <QTextDocument>
 
 namespace lumaweave {
 
@@ -10,7 +11,10 @@ ElidedLabel::ElidedLabel(QWidget* parent) : QLabel(parent) {
 
 void ElidedLabel::setText(const QString& text) {
     QLabel::setText(text);
-    setToolTip(text.toHtmlEscaped());
+    // A name that looks like markup is written as markup for itself; any other stands as it is.
+    setToolTip(Qt::mightBeRichText(text)
+                   ? "<p style='white-space:pre'>" + text.toHtmlEscaped() + "</p>"
+                   : text);
 }
 
 QSize ElidedLabel::minimumSizeHint() const {

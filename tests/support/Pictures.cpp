@@ -63,8 +63,9 @@ VImage vipsImage(const Image& image) {
                                    : (is16 ? VIPS_INTERPRETATION_RGB16 : VIPS_INTERPRETATION_sRGB);
     VImage result = copied.copy(VImage::option()->set("interpretation", kind));
     if (!pixels.colourProfile.isEmpty()) {
-        result.set(VIPS_META_ICC_NAME, nullptr, const_cast<char*>(pixels.colourProfile.constData()),
-                   static_cast<std::size_t>(pixels.colourProfile.size()));
+        vips_image_set_blob_copy(result.get_image(), VIPS_META_ICC_NAME,
+                                 pixels.colourProfile.constData(),
+                                 static_cast<std::size_t>(pixels.colourProfile.size()));
     }
     return result;
 }
