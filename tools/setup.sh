@@ -7,7 +7,7 @@ build_packages=(
 )
 program_packages=(enfuse hugin-tools libqt6svg6)
 display_packages=(xvfb xauth libgl1-mesa-dri fonts-dejavu-core)
-test_packages=(libgtest-dev libgmock-dev libtiff-tools libimage-exiftool-perl util-linux)
+test_packages=(libgtest-dev libgmock-dev libtiff-tools locales)
 bench_packages=(libbenchmark-dev libvips-tools)
 
 fail() {

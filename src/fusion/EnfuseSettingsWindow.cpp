@@ -3,6 +3,7 @@
 #include <QButtonGroup>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QEvent>
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
@@ -78,8 +79,18 @@ QComboBox* EnfuseSettingsWindow::addMenu(QFormLayout* form, const char* name, co
     menu->setObjectName(name);
     menu->addItems(items);
     menu->setToolTip(tip);
+    menu->setFocusPolicy(Qt::StrongFocus);
+    menu->installEventFilter(this);
     form->addRow(labelFor(menu, label), menu);
     return menu;
+}
+
+// A wheel that scrolls the panel must not change the menu that happens to pass under the pointer.
+bool EnfuseSettingsWindow::eventFilter(QObject* watched, QEvent* event) {
+    const auto* menu = qobject_cast<QComboBox*>(watched);
+    if (menu == nullptr || event->type() != QEvent::Wheel || menu->hasFocus()) return false;
+    event->ignore();
+    return true;
 }
 
 QComboBox* EnfuseSettingsWindow::addWeightMenu(QFormLayout* form, const char* name,

@@ -75,6 +75,9 @@ class EnfuseSettingsWindow : public QWidget {
     [[nodiscard]] QButtonGroup* outputDepthMatrix() const { return outputDepthMatrix_; }
     void setOutputDepthMatrix(QButtonGroup* matrix) { outputDepthMatrix_ = matrix; }
 
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
   private:
     void makeExposureGroup(QVBoxLayout* column);
     void makeDetailGroup(QVBoxLayout* column);

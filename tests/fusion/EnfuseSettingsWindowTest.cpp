@@ -8,6 +8,7 @@
 #include <QRadioButton>
 #include <QSettings>
 #include <QTest>
+#include <QWheelEvent>
 
 #include "app/Preferences.h"
 #include "app/SharedState.h"
@@ -149,6 +150,16 @@ TEST_F(SettingsTest, EveryControlStartsOnePreview) {
     }
     EXPECT_EQ(previewsStartedBy([&] { panel.outputDepthMatrix()->button(2)->click(); }), 1U);
     EXPECT_EQ(panel.settings().outputDepthRow, 2);
+}
+
+TEST_F(SettingsTest, AWheelOverAMenuWithoutFocusChangesNothing) {
+    QComboBox* menu = panel.contrastWeightMenu();
+    menu->setCurrentIndex(4);
+    panel.exposureMu()->setFocus();
+    QWheelEvent wheel(QPointF(5, 5), menu->mapToGlobal(QPointF(5, 5)), {}, {0, -120}, {}, {},
+                      Qt::NoScrollPhase, false);
+    QApplication::sendEvent(menu, &wheel);
+    EXPECT_EQ(menu->currentIndex(), 4);
 }
 
 TEST_F(SettingsTest, SettingControlsFromCodeFiresNoAction) {

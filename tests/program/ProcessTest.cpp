@@ -4,6 +4,7 @@
 
 #include <QProcess>
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <set>
 
@@ -22,8 +23,11 @@ namespace {
 // One started program; ended hard when it goes, if it still runs.
 class Program {
   public:
-    explicit Program(const std::vector<fs::path>& files, const QStringList& options = {}) {
-        QStringList arguments = options;
+    explicit Program(
+        const std::vector<fs::path>& files,
+        const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment()) {
+        process_.setProcessEnvironment(environment);
+        QStringList arguments;
         for (const fs::path& file : files)
             arguments << QString::fromStdString(file.native());
         process_.setProcessChannelMode(QProcess::MergedChannels);
@@ -75,6 +79,20 @@ TEST(Process, FilesNamedOnTheCommandLineAreLoadedAndFused) {
     EXPECT_TRUE(program.waitForOutput("collapsing Laplacian pyramid"));
     EXPECT_TRUE(program.waitForOutput("Creating Detail Images..."));
     EXPECT_EQ(workingFolders().size(), 2U) << "its own and this test's";
+}
+
+// Half of Europe writes 0,2: the tool's command line never does.
+TEST(Process, ACommaLocaleChangesNoCommandLine) {
+    const TestFolder folder;
+    ASSERT_EQ(std::system(("localedef --no-archive -i de_DE -f UTF-8 '" +
+                           (folder / "de_DE.UTF-8").native() + "'")
+                              .c_str()),
+              0);
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("LOCPATH", QString::fromStdString(folder.path().native()));
+    environment.insert("LC_ALL", "de_DE.UTF-8");
+    Program program(makeBracket(folder.path(), 120, 80, 2), environment);
+    EXPECT_TRUE(program.waitForOutput(" --exposure-sigma=0.200000 --exposure-mu=0.500000"));
 }
 
 TEST(Process, TwoProgramsDoNotTouchEachOthersWorkingFiles) {
