@@ -36,22 +36,28 @@ install_missing() {
         fail "these Debian packages could not be installed: ${missing[*]}"
 }
 
-# build PRESET TARGET...: configures when that was never done, and builds with progress.
+# build PRESET TARGET... [-- CMAKE_OPTION...]: configures when that was never done, and builds with
+# progress.
 build() {
-    local preset=$1
+    local preset=$1 targets=()
     shift
+    while [ $# -gt 0 ] && [ "$1" != -- ]; do
+        targets+=("$1")
+        shift
+    done
+    [ $# -eq 0 ] || shift
     if [ ! -f "build/$preset/build.ninja" ]; then
         echo "Configuring ($preset)"
         local messages
-        messages=$(cmake --preset "$preset" 2>&1) || {
+        messages=$(cmake --preset "$preset" "$@" 2>&1) || {
             echo "$messages" >&2
             fail "the build could not be configured"
         }
     fi
     # Asked first: ninja would say that there is nothing to do.
-    if ! ninja -C "build/$preset" -n "$@" 2>/dev/null | grep -q "no work to do"; then
+    if ! ninja -C "build/$preset" -n "${targets[@]}" 2>/dev/null | grep -q "no work to do"; then
         echo "Building ($preset)"
-        cmake --build --preset "$preset" --target "$@" || fail "the build did not succeed"
+        cmake --build --preset "$preset" --target "${targets[@]}" || fail "the build did not succeed"
     fi
 }
 

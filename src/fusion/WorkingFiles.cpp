@@ -15,7 +15,7 @@ namespace {
 std::atomic<bool> alreadyTold = false;
 
 fs::path numbered(const char* name, int n) {
-    return workingFolder() / (name + (" " + std::to_string(n)) + ".tif");
+    return workingFolder() / std::string(name).append(" ").append(std::to_string(n)).append(".tif");
 }
 
 }  // namespace

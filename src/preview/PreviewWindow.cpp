@@ -210,6 +210,7 @@ void PreviewWindow::updatePreviewImageOnMainThread() {
         screen = screenImage_;
     }
     enfusedView_->setImage(screen);
+    enfusedView_->repaint();  // seen at once, not only when the detail has been fused too
     createDetailImages();
     Q_EMIT previewShown();
 }

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <filesystem>
+#include <vector>
+
+#include "Output.h"
+#include "Program.h"
+#include "Table.h"
+
+namespace lumaweave::bench {
+
+// What every job has at hand: the running program, what it prints, the folder of the photographs
+// (which may also take other files), and how many rounds to time.
+struct Workplace {
+    Program& program;
+    const Output& output;
+    const std::filesystem::path& folder;
+    int rounds;
+};
+
+// Each job times the program and its reference in turns, after a round that does not count, and
+// gives its lines of the table. Throws when something did not work.
+
+// Eight photographs from the drop to the last filled cell, against a converter that only makes TIFF
+// of them in two processes.
+[[nodiscard]] std::vector<Row> runLoadJob(const Workplace& place);
+
+// From a changed setting to the new preview and detail on the screen, against the same two runs of
+// the fusion tool alone.
+[[nodiscard]] std::vector<Row> runPreviewJob(const Workplace& place);
+
+// From the name of the file to the complete file, against the same run of the fusion tool alone.
+[[nodiscard]] std::vector<Row> runFullSizeJob(const Workplace& place);
+
+// The private memory with sixteen photographs.
+[[nodiscard]] std::vector<Row> runMemoryJob(const Workplace& place);
+
+}  // namespace lumaweave::bench

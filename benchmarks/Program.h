@@ -1,0 +1,61 @@
+#pragma once
+
+#include <QApplication>
+#include <filesystem>
+#include <vector>
+
+#include "app/AppDelegate.h"
+#include "app/MainInterface.h"
+#include "app/ProgramRun.h"
+
+namespace lumaweave {
+class SourceCellViewController;
+}
+
+namespace lumaweave::bench {
+
+// Ends this process when the program shows an alert: nobody is there to answer it, and what is
+// measured after it would be something else.
+class AlertWatch : public QObject {
+  public:
+    AlertWatch();
+    ~AlertWatch() override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
+};
+
+// The whole program on the screen, as its main() makes it, and what a person does with it. All
+// times are in seconds.
+class Program {
+  public:
+    Program();
+
+    // Drops the files on the shots column; the time from the drop until all cells are filled, their
+    // files are written and the sheet has gone. The preview then goes on.
+    [[nodiscard]] double load(const std::vector<std::filesystem::path>& files);
+    // Loads the files and waits for the preview.
+    void loadAndWait(const std::vector<std::filesystem::path>& files);
+    // Waits until no task runs in the background any more.
+    void waitForTasks() const;
+    // Empties all cells, and removes what their pictures have left in the working folder.
+    void clear() const;
+    // Clicks the preview in its middle, which fuses the detail there.
+    void clickPreviewCentre() const;
+    // Moves the brightness slider by one step with a key; the time until the new preview and detail
+    // are on the screen.
+    [[nodiscard]] double changeBrightness(bool upward) const;
+    void chooseSixteenBit() const;
+    // Fuses full size; the time from the name of the file being known until all is done.
+    [[nodiscard]] double fuseFullSize(const std::filesystem::path& result) const;
+
+  private:
+    int argumentCount_ = 1;
+    char name_[16] = "lumaweave-bench";
+    char* arguments_[2] = {name_, nullptr};
+    QApplication application_;
+    ProgramRun run_;
+    AlertWatch alerts_;
+    MainInterface windows_;
+    AppDelegate delegate_;
+};
+
+}  // namespace lumaweave::bench
