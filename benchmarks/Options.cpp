@@ -64,7 +64,7 @@ std::string usage() {
     return "lumaweave-bench [--rounds N] [--only load,preview,full,memory]\n"
            "Measures the whole program and prints one table. --rounds: how often each job is "
            "timed\n"
-           "(without it: load 7, preview 11, full 3 times, each after a round that does not "
+           "(without it: load 7, preview 11, full 5 times, each after a round that does not "
            "count).\n";
 }
 

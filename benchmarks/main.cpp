@@ -35,7 +35,7 @@ struct Job {
 const std::map<std::string, Job>& jobs() {
     static const std::map<std::string, Job> all = {{"load", {runLoadJob, 7}},
                                                    {"preview", {runPreviewJob, 11}},
-                                                   {"full", {runFullSizeJob, 3}},
+                                                   {"full", {runFullSizeJob, 5}},
                                                    {"memory", {runMemoryJob, 1}}};
     return all;
 }

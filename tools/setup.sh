@@ -5,7 +5,7 @@ build_packages=(
     cmake ninja-build g++ pkg-config qt6-base-dev libgl-dev libvips-dev libtiff-dev libexiv2-dev
     libraw-dev libjpeg62-turbo-dev
 )
-program_packages=(enfuse hugin-tools libqt6svg6)
+program_packages=(enfuse hugin-tools libqt6svg6 qt6-wayland xdg-utils)
 display_packages=(xvfb xauth libgl1-mesa-dri fonts-dejavu-core)
 test_packages=(libgtest-dev libgmock-dev libtiff-tools locales)
 bench_packages=(libbenchmark-dev libvips-tools)
@@ -54,11 +54,11 @@ build() {
             fail "the build could not be configured"
         }
     fi
-    # Asked first: ninja would say that there is nothing to do.
-    if ! ninja -C "build/$preset" -n "${targets[@]}" 2>/dev/null | grep -q "no work to do"; then
-        echo "Building ($preset)"
-        cmake --build --preset "$preset" --target "${targets[@]}" || fail "the build did not succeed"
-    fi
+    # Of a build without work ninja tells two lines, which are left out.
+    ninja -C "build/$preset" "${targets[@]}" | awk -v preset="$preset" '
+        /Entering directory|Re-checking globbed directories|no work to do/ { next }
+        !started++ { print "Building (" preset ")" }
+        { print; fflush() }' || fail "the build did not succeed"
 }
 
 # Runs a command on the screen that is there, or on a virtual one. (-noreset: the screen would

@@ -99,9 +99,8 @@ void MainInterface::makeFileMenu() {
     QAction* add = menu->addAction(tr("&Add Images…"), this, &MainInterface::chooseImages);
     add->setObjectName("addImagesAction");
     add->setShortcut(QKeySequence::Open);
-    QAction* fuse = menu->addAction(tr("&Fuse…"), this, [this] { preview_->enfuseItAction(this); });
-    fuse->setObjectName("fuseAction");
-    fuse->setShortcut(Qt::CTRL | Qt::Key_S);
+    menu->addAction(preview_->fuseAction());
+    preview_->fuseAction()->setShortcut(Qt::CTRL | Qt::Key_S);
     menu->addSeparator();
     QAction* quit = menu->addAction(tr("&Quit"), this, &QWidget::close);
     quit->setObjectName("quitAction");
@@ -135,9 +134,9 @@ void MainInterface::makeFusionMenu() {
     const QList<QAbstractButton*> choices = preview_->afterEnfusingRadioButtons()->buttons();
     int number = 1;
     for (QAbstractButton* choice : choices) {
+        if (!choice->isEnabled()) continue;
         QAction* action = menu->addAction(choice->text());
         action->setCheckable(true);
-        action->setEnabled(choice->isEnabled());
         action->setChecked(choice->isChecked());
         action->setShortcut(QKeySequence(QString("Ctrl+%1").arg(number++)));
         group->addAction(action);

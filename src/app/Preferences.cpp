@@ -3,6 +3,8 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QSettings>
+#include <cmath>
+#include <type_traits>
 
 #include "app/SharedState.h"
 #include "fusion/EnfuseSettingsWindow.h"
@@ -13,12 +15,25 @@ namespace lumaweave {
 
 namespace {
 
-// The stored value, when there is one of a kind that converts to Kind.
+// The stored value, when there is one that really is, or reads as, a value of this kind. A damaged
+// one counts as absent.
 template <typename Kind>
 std::optional<Kind> stored(const QSettings& settings, const char* key) {
     const QVariant value = settings.value(key);
-    if (!value.isValid() || !value.canConvert<Kind>()) return std::nullopt;
-    return value.value<Kind>();
+    if (!value.isValid()) return std::nullopt;
+    if constexpr (std::is_same_v<Kind, bool>) {
+        return value.canConvert<bool>() ? std::optional(value.toBool()) : std::nullopt;
+    } else {
+        bool converted = false;
+        const double number = value.toDouble(&converted);
+        if (!converted || !std::isfinite(number)) return std::nullopt;
+        if constexpr (std::is_same_v<Kind, int>) {
+            const int whole = value.toInt(&converted);
+            return converted ? std::optional(whole) : std::nullopt;
+        } else {
+            return value.toFloat();
+        }
+    }
 }
 
 void loadNumber(const QSettings& settings, const char* key, int fallbackForZero, int& target) {

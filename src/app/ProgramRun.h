@@ -5,18 +5,19 @@ class QApplication;
 namespace lumaweave {
 
 // What a run of the program needs around its windows, in the order of its life: names for the
-// settings file, the main thread's queue, the working folder, and at the end the bounded wait for
-// what still runs. Made once, after the QApplication and before any window. Main thread.
+// settings file, the main thread's queue, the working folder, a clean end when the system or the
+// terminal asks for one, and at the end the bounded wait for what still runs. Made once, after the
+// QApplication and before any window. Main thread.
 class ProgramRun {
   public:
     ProgramRun();
-    // Lets running tasks end, past a bound ends their tools, and removes the working folder.
+    // finish(), and removes the working folder.
     ~ProgramRun();
     ProgramRun(const ProgramRun&) = delete;
     ProgramRun& operator=(const ProgramRun&) = delete;
 
-    // Lets running tasks end while the windows still stand. To be called when the event loop has
-    // ended.
+    // Lets running tasks end while the windows still stand: what a tool is doing may go on for some
+    // seconds, nothing new is started. To be called when the event loop has ended.
     void finish();
 };
 

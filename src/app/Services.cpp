@@ -17,6 +17,7 @@
 #include "platform/Log.h"
 #include "platform/Shell.h"
 #include "platform/Threads.h"
+#include "sources/SourceCellViewController.h"
 
 namespace lumaweave {
 
@@ -107,8 +108,24 @@ std::string nameOfCharacter(char character) {
     }
 }
 
-// Why the fusion tool could not be given this path; empty when it can.
+// Whether the file is one that the fusion reads, or that a shot came from.
+bool isSourceFile(const fs::path& path) {
+    std::error_code error;
+    for (const SourceCellViewController* cell : gSourceCells) {
+        if (cell == nullptr) continue;
+        for (const fs::path& source : {cell->urlToImageFile(), cell->urlToOriginalFile()}) {
+            if (!source.empty() && fs::equivalent(source, path, error)) return true;
+        }
+    }
+    return false;
+}
+
+// Why the result cannot be written to this path; empty when it can.
 std::string objectionTo(const fs::path& path) {
+    if (isSourceFile(path)) {
+        return "The fused image cannot take the place of a shot that it is made from.  Please "
+               "choose another name.";
+    }
     if (path.native().size() > longestQuotablePath) {
         return "The file cannot be saved under this name: its path is too long.  Please choose a "
                "shorter one.";

@@ -41,7 +41,8 @@ void AppendQuotedPath(std::string& command, const std::filesystem::path& path);
 
 // Asks where to save a fused result. The path ends in ".tif" or ".tiff", can be quoted, and the
 // person has agreed to overwrite a file that is there; empty when they cancel. A path that cannot
-// be quoted is refused with an alert, and asked for again. Main thread.
+// be quoted, or that is a loaded shot's own, is refused with an alert, and asked for again. Main
+// thread.
 [[nodiscard]] std::filesystem::path AskForSaveFilename();
 
 // The save panel's part of AskForSaveFilename: gives the chosen path, empty for cancel. Tests put

@@ -48,7 +48,26 @@ fs::path fullSizeInput(const SourceCellViewController& cell) {
 }
 
 void alertPathsTooLong() {
-    DoAlert("The paths of the images are too long for one command line.  Nothing was run.");
+    DoAlert(
+        "The paths of the images are too long for one command line.  Nothing was run.  TIFF shots "
+        "that are re-saved when they are added, and shorter names of files and folders, need "
+        "less.");
+}
+
+// Appends the inputs of the cells that take part, in cell order. Their number; none when the line
+// cannot be run because its paths are too long.
+std::optional<int> appendInputs(std::string& command, const InputOfCell& inputOfCell) {
+    int inputs = 0;
+    for (const SourceCellViewController* cell : gSourceCells) {
+        const fs::path input = inputOfCell(*cell);
+        if (input.empty()) continue;
+        if (!CanBeQuoted(input)) return std::nullopt;
+        command += ' ';
+        AppendQuotedPath(command, input);
+        ++inputs;
+    }
+    if (inputs >= 2 && command.size() > longestCommandLine) return std::nullopt;
+    return inputs;
 }
 
 // The whole command line of a run; none when there is nothing to run or it cannot be run, which the
@@ -56,23 +75,9 @@ void alertPathsTooLong() {
 std::optional<std::string> commandLine(const fs::path& output, const InputOfCell& inputOfCell) {
     auto command = CreateEnfuseCommandString(output);
     if (!command) return std::nullopt;
-    int inputs = 0;
-    for (const SourceCellViewController* cell : gSourceCells) {
-        const fs::path input = inputOfCell(*cell);
-        if (input.empty()) continue;
-        if (!CanBeQuoted(input)) {
-            alertPathsTooLong();
-            return std::nullopt;
-        }
-        *command += ' ';
-        AppendQuotedPath(*command, input);
-        ++inputs;
-    }
-    if (inputs < 2) return std::nullopt;
-    if (command->size() > longestCommandLine) {
-        alertPathsTooLong();
-        return std::nullopt;
-    }
+    const auto inputs = appendInputs(*command, inputOfCell);
+    if (!inputs) alertPathsTooLong();
+    if (inputs.value_or(0) < 2) return std::nullopt;
     return command;
 }
 
@@ -154,25 +159,24 @@ void EnfuseDetailView() {
         fused = decodeImage(output).toScreen();
     }
     if (fused.isNull()) return;
-    performOnMainThread([&fused] { gPreviewWindow->detailView()->setImage(fused); }, Wait::yes);
+    performOnMainThread(
+        [&fused] {
+            // The stack may have been taken out while its fusion ran.
+            if (gNumSourceImages >= 2) gPreviewWindow->detailView()->setImage(fused);
+        },
+        Wait::yes);
 }
 
 bool FullRezCommandFits() {
     // Whether the tool is there and enough cells take part is told when the command is run; here
     // only the length counts.
-    bool fits = CanBeQuoted(gEnfuseSavePath);
     std::string command;
+    bool fits = CanBeQuoted(gEnfuseSavePath);
     const auto tool = FusionTool();
     if (fits && tool) command = EnfuseCommandText(*tool, gEnfuseSavePath, CurrentFusionSettings());
-    for (const SourceCellViewController* cell : gSourceCells) {
-        const fs::path input = fullSizeInput(*cell);
-        if (input.empty()) continue;
-        fits = fits && CanBeQuoted(input);
-        command += " \"" + input.native() + '"';
-    }
-    if (fits && command.size() <= longestCommandLine) return true;
-    alertPathsTooLong();
-    return false;
+    fits = fits && appendInputs(command, fullSizeInput).has_value();
+    if (!fits) alertPathsTooLong();
+    return fits;
 }
 
 void EnfuseFullRez() {
@@ -187,7 +191,7 @@ void EnfuseFullRez() {
         const Gate gate(gEnfusingFull);
         echoAndRun(*command);
     }
-    // Read after the run: a person may have decided meanwhile.
+    // Read after the run, unlike the fusion's own settings: it concerns what comes then.
     bool preserveEXIF = false;
     performOnMainThread(
         [&preserveEXIF] {

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "imaging/Image.h"
-
 namespace lumaweave {
 
 // The three fusion runs. Each builds its command line from the settings panel and the enabled
@@ -28,7 +26,7 @@ void EnfuseFullRez();
 [[nodiscard]] bool FullRezCommandFits();
 
 // Held by whoever writes the detail crops, so that no detail run reads half of them. No hand-off,
-// alert or other lock while it is held.
+// alert or preview turn while it is held.
 class DetailFilesLock {
   public:
     DetailFilesLock();

@@ -25,7 +25,7 @@ namespace {
 constexpr float firstSigma = 0.2F;
 constexpr float firstMu = 0.5F;
 
-// A group of the panel: label and control beside each other, labels above where it gets narrow.
+// A group of the panel: label and control beside each other.
 QFormLayout* addGroup(QVBoxLayout* column, const QString& title) {
     auto* group = new QGroupBox(title);
     auto* form = new QFormLayout(group);
@@ -133,24 +133,24 @@ QCheckBox* EnfuseSettingsWindow::makeCheckBox(const char* name, const QString& l
 void EnfuseSettingsWindow::makeExposureGroup(QVBoxLayout* column) {
     QFormLayout* form = addGroup(column, tr("Exposure"));
     exposureWeightMenu_ = addWeightMenu(
-        form, "exposureWeightMenu", tr("&Weight"),
+        form, "exposureWeightMenu", tr("Weight"),
         tr("How much well exposed pixels count. 1.0 lets exposure decide; 0.0 ignores it. Default "
            "is 1.0."));
     exposureMu_ = addSlider(
-        form, "exposureMu", tr("&Brightness (mu)"),
+        form, "exposureMu", tr("Brightness (mu)"),
         tr("The brightness taken as well exposed, from 0 (black) to 1 (white). Higher values take "
            "more from the lighter shots and give a brighter picture."),
         2);
     exposureMu_->setFloatRange(0.0F, 1.0F, 0.01F);
     exposureMu_->setFloatValue(firstMu);
     exposureSigma_ = addSlider(
-        form, "exposureSigma", tr("&Tolerance (sigma)"),
+        form, "exposureSigma", tr("Tolerance (sigma)"),
         tr("How far a pixel may be from that brightness and still count. Small values pick single "
            "shots and raise contrast; large values mix all shots and flatten it."),
         2);
     exposureSigma_->setFloatRange(0.01F, 1.0F, 0.01F);
     exposureSigma_->setFloatValue(firstSigma);
-    auto* reset = new QPushButton(tr("&Reset exposure"));
+    auto* reset = new QPushButton(tr("Reset exposure"));
     reset->setObjectName("resetExposureButton");
     reset->setToolTip(tr("Sets brightness to %1 and tolerance to %2 again.")
                           .arg(locale().toString(0.5, 'f', 2), locale().toString(0.2, 'f', 2)));
@@ -160,32 +160,34 @@ void EnfuseSettingsWindow::makeExposureGroup(QVBoxLayout* column) {
 
 void EnfuseSettingsWindow::makeDetailGroup(QVBoxLayout* column) {
     QFormLayout* form = addGroup(column, tr("Colour and detail"));
-    saturationWeightMenu_ = addWeightMenu(form, "saturationWeightMenu", tr("&Saturation"),
+    saturationWeightMenu_ = addWeightMenu(form, "saturationWeightMenu", tr("Saturation"),
                                           tr("How much strongly coloured pixels count. Raise it "
                                              "for richer colours. Default is 0.2."));
     contrastWeightMenu_ = addWeightMenu(
-        form, "contrastWeightMenu", tr("&Contrast"),
+        form, "contrastWeightMenu", tr("Contrast"),
         tr("How much pixels with local contrast count. Raise it, with a hard mask, to keep the "
            "sharpest shot of a focus stack. Default is 0.0."));
     QStringList sizes = {tr("Default")};
     for (int size = 1; size <= 15; ++size)
         sizes << tr("%1 px").arg(size);
     contrastWindowSizeMenu_ = addMenu(
-        form, "contrastWindowSizeMenu", tr("Contrast win&dow"), sizes,
+        form, "contrastWindowSizeMenu", tr("Contrast window"), sizes,
         tr("The side of the square in which local contrast is measured. Sizes below 3 count as 3, "
            "even ones as the next odd one. Default is 5."));
     contrastMinCurvatureSlider_ = addSlider(
-        form, "contrastMinCurvatureSlider", tr("Min. c&urvature"),
-        tr("Edges weaker than this (levels of 255) do not count as contrast, so that noise is not "
-           "taken for detail. Works when the contrast weight is above 0."),
+        form, "contrastMinCurvatureSlider", tr("Min. curvature"),
+        tr("Edges weaker than this do not count as contrast, so that noise is not taken for "
+           "detail. In "
+           "levels of the shots: of 255, or of 65535 for 16-bit shots. Works when the contrast "
+           "weight is above 0."),
         0);
     contrastMinCurvatureSlider_->setFloatRange(0.0F, 50.0F, 1.0F);
     contrastMinCurvatureSlider_->setFloatValue(0.0F);
     entropyWeightMenu_ = addWeightMenu(
-        form, "entropyWeightMenu", tr("&Entropy"),
+        form, "entropyWeightMenu", tr("Entropy"),
         tr("How much busy, detailed surroundings count against flat ones. Default is 0.0."));
     entropyWindowSizeSlider_ = addSlider(
-        form, "entropyWindowSizeSlider", tr("Entropy w&indow, px"),
+        form, "entropyWindowSizeSlider", tr("Entropy window, px"),
         tr("The side of the square in which detail is measured. Even sizes count as the next odd "
            "one. Works when the entropy weight is above 0."),
         0);
@@ -196,23 +198,23 @@ void EnfuseSettingsWindow::makeDetailGroup(QVBoxLayout* column) {
 void EnfuseSettingsWindow::makeBlendingGroup(QVBoxLayout* column) {
     QFormLayout* form = addGroup(column, tr("Blending"));
     blendingPyramidSlider_ = addSlider(
-        form, "blendingPyramidSlider", tr("Fewer &levels"),
+        form, "blendingPyramidSlider", tr("Fewer levels"),
         tr("Blends over smaller distances: by how many levels the blending pyramid is lower than "
            "the picture allows. 0 gives the smoothest transitions; high values show halos."),
         0);
     blendingPyramidSlider_->setFloatRange(0.0F, 8.0F, 1.0F);
     blendingPyramidSlider_->setFloatValue(0.0F);
-    hardMaskButton_ = makeCheckBox("hardMaskButton", tr("&Hard mask"),
+    hardMaskButton_ = makeCheckBox("hardMaskButton", tr("Hard mask"),
                                    tr("Takes each pixel from the one best shot instead of mixing "
                                       "the shots. Sharper, for focus "
                                       "stacks; noisier for exposures."));
     form->addRow(hardMaskButton_);
-    blend180Button_ = makeCheckBox("blend180Button", tr("Wrap around (&360° panorama)"),
+    blend180Button_ = makeCheckBox("blend180Button", tr("Wrap around (360° panorama)"),
                                    tr("Blends across the left and right edges, so that a full "
                                       "panorama closes without a seam."));
     form->addRow(blend180Button_);
     CIECAM02Button_ = makeCheckBox(
-        "CIECAM02Button", tr("Perceptual colour (CIECAM0&2)"),
+        "CIECAM02Button", tr("Perceptual colour (CIECAM02)"),
         tr("Mixes colours as the eye sees them. Much slower; needs colour profiles in the shots to "
            "be right."));
     form->addRow(CIECAM02Button_);

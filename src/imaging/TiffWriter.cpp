@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <string>
@@ -124,7 +125,11 @@ bool writeTiff(const Image& image, const fs::path& path, Write how) {
     if (image.isNull()) return false;
     const PixelData& picture = image.pixels();
     fs::path target = path;
-    if (how == Write::atomic) target += ".part";
+    if (how == Write::atomic) {
+        // A name of its own for every writer: two may write the same file at the same time.
+        static std::atomic<unsigned> writers = 0;
+        target += "." + std::to_string(++writers) + ".part";
+    }
     {
         TiffStripWriter writer;
         if (!writer.open(target, picture)) return false;

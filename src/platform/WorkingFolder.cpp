@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cctype>
+#include <cstddef>
 #include <cstdlib>
 #include <ctime>
 #include <string_view>
@@ -46,8 +48,8 @@ fs::path parentFolder() {
 }
 
 // A lock is held as long as its program runs, and falls with it however it ends.
-int takeLock(const fs::path& file) {
-    const int descriptor = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+int takeLock(const fs::path& file, int creation) {
+    const int descriptor = open(file.c_str(), O_RDWR | creation | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (descriptor < 0) return -1;
     if (flock(descriptor, LOCK_EX | LOCK_NB) == 0) return descriptor;
     close(descriptor);
@@ -59,27 +61,35 @@ bool isOurFolder(const fs::path& path, struct stat* status) {
            status->st_uid == geteuid();
 }
 
+// Exactly a name that mkdtemp makes: people have folders that are called after the program, too.
+bool isWorkingFolderName(std::string_view name) {
+    constexpr std::size_t randomLetters = 6;
+    return name.size() == folderPrefix.size() + randomLetters && name.starts_with(folderPrefix) &&
+           std::all_of(name.begin() + static_cast<std::ptrdiff_t>(folderPrefix.size()), name.end(),
+                       [](unsigned char c) { return std::isalnum(c) != 0; });
+}
+
+// Only what bears this program's own lock file, unlocked, is removed with all that is in it.
 void removeIfAbandoned(const fs::path& path) {
     struct stat status {};
     if (!isOurFolder(path, &status)) return;
-    std::error_code error;
-    // A program that is just starting has made its folder but not yet its lock.
-    constexpr std::time_t startingSeconds = 60;
-    if (!fs::exists(path / lockName, error) &&
-        std::time(nullptr) - status.st_mtime < startingSeconds) {
+    const int descriptor = takeLock(path / lockName, 0);
+    if (descriptor >= 0) {
+        std::error_code error;
+        fs::remove_all(path, error);
+        close(descriptor);
         return;
     }
-    const int descriptor = takeLock(path / lockName);
-    if (descriptor < 0) return;
-    fs::remove_all(path, error);
-    close(descriptor);
+    // A program that is just starting has made its folder but not yet its lock.
+    constexpr std::time_t startingSeconds = 60;
+    if (std::time(nullptr) - status.st_mtime >= startingSeconds) rmdir(path.c_str());
 }
 
 void removeAbandonedFolders(const fs::path& parent) {
     std::error_code error;
     for (fs::directory_iterator entry(parent, error), end; !error && entry != end;
          entry.increment(error)) {
-        if (entry->path().filename().native().starts_with(folderPrefix)) {
+        if (isWorkingFolderName(entry->path().filename().native())) {
             removeIfAbandoned(entry->path());
         }
     }
@@ -89,7 +99,7 @@ bool makeFolder(const fs::path& parent) {
     std::string name = (parent / (std::string(folderPrefix) + "XXXXXX")).native();
     const bool made = mkdtemp(name.data()) != nullptr;
     folder = name;
-    if (made) lockDescriptor = takeLock(folder / lockName);
+    if (made) lockDescriptor = takeLock(folder / lockName, O_CREAT);
     return made;
 }
 
@@ -100,8 +110,9 @@ bool holdsLock() {
 
 }  // namespace
 
-bool createWorkingFolder() {
-    const fs::path parent = parentFolder();
+namespace {
+
+bool createIn(const fs::path& parent) {
     removeAbandonedFolders(parent);
     // A program that starts at the same moment may have come between the lock file and the lock,
     // and removed the folder as abandoned.
@@ -113,6 +124,13 @@ bool createWorkingFolder() {
     }
     Log("The working folder cannot be made in " + parent.native());
     return false;
+}
+
+}  // namespace
+
+bool createWorkingFolder() {
+    const fs::path parent = parentFolder();
+    return createIn(parent) || (parent != "/var/tmp" && createIn("/var/tmp"));
 }
 
 void removeWorkingFolder() {

@@ -10,8 +10,8 @@ namespace lumaweave {
 // large, and /tmp is often memory).
 
 // Makes the folder, and removes what programs that no longer run have left. Called once at
-// start-up, before any thread. False when it cannot be made; path() then names a folder that does
-// not exist, and every write into it fails and is reported by whoever writes.
+// start-up, before any thread. False when it cannot be made; workingFolder() then names a folder
+// that does not exist, and every write into it fails and is reported by whoever writes.
 bool createWorkingFolder();
 
 // Removes the folder and all in it. Called once at exit.

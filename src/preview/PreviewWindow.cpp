@@ -1,5 +1,6 @@
 #include "preview/PreviewWindow.h"
 
+#include <QAction>
 #include <QButtonGroup>
 #include <QDesktopServices>
 #include <QGroupBox>
@@ -37,17 +38,6 @@ constexpr int settleMilliseconds = 250;
 
 StackGeometry stackGeometry() {
     return {gImageWidth, gImageHeight, gImageAspectRatio};
-}
-
-// Whether the file is one that the fusion reads, or that a shot came from.
-bool isSourceFile(const fs::path& path) {
-    std::error_code error;
-    for (const SourceCellViewController* cell : gSourceCells) {
-        for (const fs::path& source : {cell->urlToImageFile(), cell->urlToOriginalFile()}) {
-            if (!source.empty() && fs::equivalent(source, path, error)) return true;
-        }
-    }
-    return false;
 }
 
 }  // namespace
@@ -120,12 +110,31 @@ QWidget* PreviewWindow::makeOutputPanel() {
     }
     afterEnfusingRadioButtons_->button(doNothing)->setChecked(true);
     column->addStretch();
-    fuseButton_ = new QPushButton(tr("&Fuse Full Size…"));
+    fuseButton_ = new QPushButton(tr("Fuse Full Size…"));
     fuseButton_->setObjectName("fuseButton");
     fuseButton_->setToolTip(tr("Fuses the full-size shots into one TIFF file that you name."));
     connect(fuseButton_, &QPushButton::clicked, this, [this] { enfuseItAction(fuseButton_); });
+    fuseAction_ = new QAction(tr("&Fuse…"), this);
+    fuseAction_->setObjectName("fuseAction");
+    connect(fuseAction_, &QAction::triggered, this, [this] { enfuseItAction(fuseAction_); });
+    updateFuseCommand();
     column->addWidget(fuseButton_);
     return panel;
+}
+
+void PreviewWindow::updateFuseCommand() {
+    int used = 0;
+    for (const SourceCellViewController* cell : gSourceCells) {
+        if (cell != nullptr && !cell->theImage().isNull() && cell->enabled()) ++used;
+    }
+    fuseButton_->setEnabled(used >= 2);
+    fuseAction_->setEnabled(used >= 2);
+}
+
+void PreviewWindow::blankViews() {
+    forgetPreview_ = true;
+    enfusedView_->setImage({});
+    detailView_->setImage({});
 }
 
 void PreviewWindow::noteViewSizes() {
@@ -186,6 +195,14 @@ void PreviewWindow::doEnfusePreviewOnThread() {
         // The turn may be held while the main thread is asked for the settings: that thread never
         // takes one.
         const PreviewTurn turn;
+        // In the turn, so that no run's own result is taken away from it.
+        if (forgetPreview_.exchange(false)) {
+            std::error_code error;
+            fs::remove(GetURLToEnfusedPreviewFile(), error);
+        }
+        // The view may have changed its size while shots were being loaded.
+        for (SourceCellViewController* cell : gSourceCells)
+            cell->refreshScaledSource();
         EnfusePreview();
         const Image image = decodeImage(GetURLToEnfusedPreviewFile());
         const QImage screen = image.toScreen();
@@ -204,6 +221,8 @@ void PreviewWindow::doEnfusePreviewOnThread() {
 }
 
 void PreviewWindow::updatePreviewImageOnMainThread() {
+    // The stack may have been taken out while its fusion ran.
+    if (gNumSourceImages < 2) return;
     QImage screen;
     {
         const std::lock_guard lock(mutex_);
@@ -237,14 +256,8 @@ void PreviewWindow::createDetailImages() {
 
 void PreviewWindow::enfuseItAction(const QObject*) {
     if (gNumSourceImages < 2) return;
-    for (;;) {
-        gEnfuseSavePath = AskForSaveFilename();
-        if (gEnfuseSavePath.empty()) return;
-        if (!isSourceFile(gEnfuseSavePath)) break;
-        DoAlert(
-            "The fused image cannot take the place of a shot that it is made from.  Please "
-            "choose another name.");
-    }
+    gEnfuseSavePath = AskForSaveFilename();
+    if (gEnfuseSavePath.empty()) return;
     runFullSizeFusion();
     actAfterEnfusing();
 }
@@ -275,7 +288,9 @@ void PreviewWindow::doFullEnfuseOnThread(const std::shared_ptr<EnfusingProgressD
 
 void PreviewWindow::actAfterEnfusing() {
     if (afterEnfusingRadioButtons_->checkedId() == openWithDefaultProgram) {
-        QDesktopServices::openUrl(UrlFromPath(gEnfuseSavePath));
+        if (!QDesktopServices::openUrl(UrlFromPath(gEnfuseSavePath))) {
+            Log("No program opens " + gEnfuseSavePath.native());
+        }
     }
 }
 

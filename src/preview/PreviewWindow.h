@@ -5,12 +5,14 @@
 #include <QSize>
 #include <QTimer>
 #include <QWidget>
+#include <atomic>
 #include <memory>
 #include <mutex>
 
 #include "imaging/Image.h"
 #include "preview/DetailGeometry.h"
 
+class QAction;
 class QButtonGroup;
 class QPushButton;
 
@@ -60,6 +62,12 @@ class PreviewWindow : public QWidget {
         return afterEnfusingRadioButtons_;
     }
     [[nodiscard]] QPushButton* fuseButton() const { return fuseButton_; }
+    // Full-size fusion, as the button and the menu offer it: while two or more shots are in use.
+    [[nodiscard]] QAction* fuseAction() const { return fuseAction_; }
+    void updateFuseCommand();
+
+    // Empties both views, and forgets the fused preview: it belongs to a stack that has gone.
+    void blankViews();
 
     // The preview last loaded. Any thread.
     [[nodiscard]] Image enfuseImage() const;
@@ -84,6 +92,8 @@ class PreviewWindow : public QWidget {
     ImageView* detailView_ = nullptr;
     QButtonGroup* afterEnfusingRadioButtons_ = nullptr;
     QPushButton* fuseButton_ = nullptr;
+    QAction* fuseAction_ = nullptr;
+    std::atomic<bool> forgetPreview_ = false;
     std::shared_ptr<EnfusingProgressDialog> progressDialog_;
     QTimer settled_;
 

@@ -8,12 +8,19 @@ LoadingDialog::LoadingDialog(int count) : layout_(std::make_unique<Ui::LoadingDi
     layout_->setupUi(this);
     progressBar()->setRange(0, count);
     progressBar()->setValue(0);
+    layout_->closeButton->hide();
+    connect(layout_->closeButton, &QPushButton::clicked, this, &LoadingDialog::reject);
 }
 
 LoadingDialog::~LoadingDialog() = default;
 
 void LoadingDialog::bumpProgressBarOnMainThread() {
     progressBar()->setValue(progressBar()->value() + 1);
+}
+
+void LoadingDialog::offerClose() {
+    setWorkerAlive(false);
+    layout_->closeButton->show();
 }
 
 QProgressBar* LoadingDialog::progressBar() const {

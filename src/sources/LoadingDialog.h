@@ -23,6 +23,9 @@ class LoadingDialog : public Sheet {
     ~LoadingDialog() override;
 
     void bumpProgressBarOnMainThread();
+    // The worker has gone and left the sheet standing: a button to close it appears, and Esc and
+    // the window's own close button work.
+    void offerClose();
     // Ends the modal run.
     void endDialogOnMainThread() { abort(); }
     [[nodiscard]] QProgressBar* progressBar() const;

@@ -144,6 +144,7 @@ bool SourceCellViewController::assignFileToCell(const fs::path& path, DecodedSho
         fields_.urlToOriginalFile = path;
         fields_.theImage = image;
         fields_.thumbnail = thumbnailOf(shot.scaled());
+        fields_.scaledSize = {};
         fields_.filenameToDisplay = path.filename().native();
     }
     printImageCount("A", image);
@@ -204,7 +205,19 @@ void SourceCellViewController::writeScaledCopy(const Image& image, const Image& 
     }
     const std::lock_guard lock(mutex_);
     // The cell may have been emptied meanwhile.
-    if (fields_.theImage.sharesPixelsWith(image)) fields_.urlToScaledSourceFile = file;
+    if (!fields_.theImage.sharesPixelsWith(image)) return;
+    fields_.urlToScaledSourceFile = file;
+    fields_.scaledSize = QSize(scaled.pixelsWide(), scaled.pixelsHigh());
+}
+
+void SourceCellViewController::refreshScaledSource() {
+    const Image image = theImage();
+    const QSize current = get(&Fields::scaledSize);
+    // A cell that is being filled gets its first copy from whoever fills it.
+    if (image.isNull() || current.isEmpty()) return;
+    if (current != fittedPixels(image.size(), gPreviewWindow->enfusedViewSize())) {
+        createScaledSourceForPreview();
+    }
 }
 
 void SourceCellViewController::showControls(bool filled) {
@@ -223,10 +236,12 @@ void SourceCellViewController::updateViewWithImageOnMainThread() {
     layout_->textField->setText(QFile::decodeName(shown.filenameToDisplay.c_str()));
     useCheckBox()->setChecked(shown.enabled);
     showControls(!shown.theImage.isNull());
+    gPreviewWindow->updateFuseCommand();
 }
 
 void SourceCellViewController::useAction(const QCheckBox* sender) {
     setEnabled(sender->isChecked());
+    gPreviewWindow->updateFuseCommand();
     if (gNumSourceImages >= 2) {
         performInBackground([] { gPreviewWindow->doEnfusePreviewOnThread(); });
     }
@@ -250,13 +265,13 @@ void SourceCellViewController::removeCellAction(const QObject* sender) {
     layout_->textField->setText(QString());
     showControls(false);
     const int left = --gNumSourceImages;
+    gPreviewWindow->updateFuseCommand();
     if (left >= 2 && sender != nullptr) {
         performInBackground([] { gPreviewWindow->doEnfusePreviewOnThread(); });
         EnfuseDetailView();
         return;
     }
-    gPreviewWindow->enfusedView()->setImage({});
-    gPreviewWindow->detailView()->setImage({});
+    gPreviewWindow->blankViews();
 }
 
 }  // namespace lumaweave

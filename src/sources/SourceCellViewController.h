@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QImage>
+#include <QSize>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -47,6 +48,8 @@ class SourceCellViewController {
     // Writes theImage, fitted to the preview window's fused view, to the cell's scaled copy. Any
     // thread; no lock may be held.
     void createScaledSourceForPreview();
+    // The same, where the copy does not have the size that the view asks for now.
+    void refreshScaledSource();
 
     // The use switch was clicked. Main thread.
     void useAction(const QCheckBox* sender);
@@ -86,6 +89,7 @@ class SourceCellViewController {
         std::filesystem::path urlToDetailImageFile;
         Image theImage;
         QImage thumbnail;
+        QSize scaledSize;
         std::string filenameToDisplay;
     };
 

@@ -89,16 +89,15 @@ void SourcesWindow::makeLayout() {
     sourceImagesScrollView_->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
     sourceImagesScrollView_->setWidget(new MyScrollContent);
     sourceImagesScrollView_->viewport()->installEventFilter(this);
-    ensureValidTIFFFilesCheckBox_ = new QCheckBox(tr("Re-save &TIFF shots"));
+    ensureValidTIFFFilesCheckBox_ = new QCheckBox(tr("Re-save TIFF shots"));
     ensureValidTIFFFilesCheckBox_->setObjectName("ensureValidTIFFFilesCheckBox");
     ensureValidTIFFFilesCheckBox_->setChecked(true);
     ensureValidTIFFFilesCheckBox_->setToolTip(tr(
         "Makes a clean working copy of every TIFF that you add, so that the fusion tool can read "
-        "it for sure. Without it, TIFFs that need no copy are used as they are, which saves disk "
-        "space."));
+        "it for sure. Without it, TIFFs that need no copy are fused straight from your file."));
     connect(ensureValidTIFFFilesCheckBox_, &QCheckBox::clicked, this,
             [this] { ensureValidTIFFAction(ensureValidTIFFFilesCheckBox_); });
-    clearButton_ = new QPushButton(tr("&Clear all"));
+    clearButton_ = new QPushButton(tr("Clear all"));
     clearButton_->setObjectName("clearAllCellsButton");
     clearButton_->setToolTip(tr("Takes all shots out. The files stay where they are."));
     connect(clearButton_, &QPushButton::clicked, this,
@@ -219,7 +218,7 @@ void SourcesWindow::doLoadingOnThread(const DragInformation& drag,
             if (free < 0) {
                 DoAlert("Can't add any more images!");
                 // The sheet stays, for the person to dismiss.
-                performOnMainThread([&dialog] { dialog->setWorkerAlive(false); }, Wait::yes);
+                performOnMainThread([&dialog] { dialog->offerClose(); }, Wait::yes);
                 return;
             }
             gSourceCells.at(static_cast<std::size_t>(free))

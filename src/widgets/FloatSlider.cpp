@@ -74,6 +74,11 @@ void FloatSlider::focusOutEvent(QFocusEvent* event) {
     commitHeldChange();
 }
 
+void FloatSlider::mousePressEvent(QMouseEvent* event) {
+    held_ = true;
+    QSlider::mousePressEvent(event);
+}
+
 void FloatSlider::mouseReleaseEvent(QMouseEvent* event) {
     QSlider::mouseReleaseEvent(event);
     commitHeldChange();

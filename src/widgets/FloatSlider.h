@@ -23,14 +23,15 @@ class FloatSlider : public QSlider {
   Q_SIGNALS:
     // What the slider points at, also while it is being dragged or set from code.
     void shownValueChanged(float value);
-    // A person has set a value: let the handle go, pressed a key, turned the wheel or clicked the
-    // groove. A key that repeats counts once, when it is let go.
+    // A person has set a value: let the handle or the groove go, pressed a key, or turned the
+    // wheel. What a held key or a held groove repeats counts once, when it is let go.
     void valueCommitted();
 
   protected:
     void keyPressEvent(QKeyEvent* event) override;
     void keyReleaseEvent(QKeyEvent* event) override;
     void focusOutEvent(QFocusEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
 
   private:

@@ -49,7 +49,8 @@ class EnfuseTest : public ProgramTest {
     }
 
     const std::string tooLong =
-        "The paths of the images are too long for one command line.  Nothing was run.";
+        "The paths of the images are too long for one command line.  Nothing was run.  TIFF shots "
+        "that are re-saved when they are added, and shorter names of files and folders, need less.";
 };
 
 TEST_F(EnfuseTest, OneEnabledCellRunsNothing) {

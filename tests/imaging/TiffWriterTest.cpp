@@ -4,9 +4,11 @@
 #include <sys/stat.h>
 #include <tiffio.h>
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <set>
+#include <thread>
 
 #include "ImagingSupport.h"
 #include "imaging/PixelData.h"
@@ -185,12 +187,23 @@ TEST(TiffWriter, AnAtomicWriteThatCannotTakeItsPlaceLeavesNothing) {
     EXPECT_EQ(log.lines().size(), 1U);
 }
 
-TEST(TiffWriter, WhatAnInterruptedAtomicWriteLeftIsReplaced) {
+TEST(TiffWriter, AtomicWritersOfOneFileDoNotDisturbEachOther) {
     const TestFolder folder;
-    const Image picture = asymmetricPicture(20, 10);
-    (void)folder.write("result.tif.part", "half a file");
-    ASSERT_TRUE(writeTiff(picture, folder / "result.tif", Write::atomic));
-    EXPECT_EQ(differenceBetween(readBack(folder / "result.tif"), picture).largest, 0);
+    const fs::path file = folder / "result.tif";
+    const Image picture = asymmetricPicture(200, 100);
+    std::atomic<int> failures = 0;
+    std::vector<std::thread> writers;
+    for (int t = 0; t < 4; ++t) {
+        writers.emplace_back([&] {
+            for (int i = 0; i < 25; ++i) {
+                if (!writeTiff(picture, file, Write::atomic)) ++failures;
+                if (differenceBetween(readBack(file), picture).largest > 0) ++failures;
+            }
+        });
+    }
+    for (std::thread& writer : writers)
+        writer.join();
+    EXPECT_EQ(failures, 0);
     EXPECT_THAT(namesIn(folder), ElementsAre("result.tif"));
 }
 

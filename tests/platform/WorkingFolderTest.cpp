@@ -215,13 +215,13 @@ TEST_F(WorkingFolderTest, ARelativeEmptyOrUnsetTemporaryFolderIsNotUsed) {
     EXPECT_EQ(workingFolder().parent_path(), "/var/tmp");
 }
 
-TEST_F(WorkingFolderTest, WhenItCannotBeMadeThatIsSaidAndNoFolderIsThere) {
+TEST_F(WorkingFolderTest, WhenItCannotBeMadeInTheTemporaryFolderVarTmpIsUsed) {
     const LogRecorder log;
     const std::string missing = (parent / "missing").native();
-    EXPECT_FALSE(startIn(missing));
+    EXPECT_TRUE(startIn(missing));
     EXPECT_EQ(log.count("The working folder cannot be made in " + missing), 1);
-    EXPECT_FALSE(fs::exists(workingFolder()));
-    EXPECT_FALSE(workingFolder().empty());
+    EXPECT_EQ(workingFolder().parent_path(), "/var/tmp");
+    EXPECT_TRUE(fs::is_directory(workingFolder()));
     EXPECT_EQ(newScratchPath(".tif").parent_path(), workingFolder());
 }
 
@@ -279,10 +279,25 @@ TEST_F(WorkingFolderTest, AFolderWithoutALockStaysWhileItsProgramMayBeStarting) 
     EXPECT_FALSE(fs::exists(folder));
 }
 
+TEST_F(WorkingFolderTest, AFolderWithoutALockThatHoldsSomethingIsThePersonsOwn) {
+    const fs::path folder = parent / "lumaweave-photos";
+    const fs::path sixLetters = parent / "lumaweave-photo1";
+    for (const fs::path& own : {folder, sixLetters}) {
+        fs::create_directories(own);
+        (void)parent.write(own.filename().native() + "/picture.tif", "precious");
+        fs::last_write_time(own, fs::file_time_type::clock::now() - std::chrono::hours(1));
+    }
+    ASSERT_TRUE(start());
+    EXPECT_EQ(test::readFile(folder / "picture.tif"), "precious");
+    EXPECT_EQ(test::readFile(sixLetters / "picture.tif"), "precious");
+    EXPECT_FALSE(fs::exists(sixLetters / ".lock"));
+}
+
 TEST_F(WorkingFolderTest, WhatHasAnotherNameOrIsNoFolderStays) {
-    const std::vector<fs::path> foreign = {makeLeftover("lumaweave"), makeLeftover("other-AbC123"),
-                                           makeLeftover("a lumaweave-AbC123"),
-                                           parent.write("lumaweave-notes", "not a folder")};
+    const std::vector<fs::path> foreign = {
+        makeLeftover("lumaweave"),          makeLeftover("other-AbC123"),
+        makeLeftover("lumaweave-results"),  makeLeftover("lumaweave-AbC-23"),
+        makeLeftover("a lumaweave-AbC123"), parent.write("lumaweave-notes", "not a folder")};
     ASSERT_TRUE(start());
     for (const fs::path& path : foreign)
         EXPECT_TRUE(fs::exists(path)) << path;

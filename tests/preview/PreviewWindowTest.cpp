@@ -1,10 +1,13 @@
 #include "preview/PreviewWindow.h"
 
+#include <QAction>
 #include <QButtonGroup>
+#include <QCheckBox>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTest>
+#include <fstream>
 
 #include "app/Services.h"
 #include "app/SharedState.h"
@@ -15,6 +18,7 @@
 #include "preview/EnfusingProgressDialog.h"
 #include "sources/DecodedShot.h"
 #include "sources/SourceCellViewController.h"
+#include "sources/SourcesWindow.h"
 #include "support/FakeTools.h"
 #include "support/ProgramFixture.h"
 #include "support/UrlOpener.h"
@@ -207,8 +211,49 @@ TEST_F(PreviewWindowTest, WithOneShotTheFuseButtonDoesNothing) {
         return fs::path();
     });
     QTest::mouseClick(preview.fuseButton(), Qt::LeftButton);
+    preview.enfuseItAction(nullptr);
     EXPECT_FALSE(asked);
     EXPECT_EQ(gEnfuseSavePath, "/as it was");
+}
+
+TEST_F(PreviewWindowTest, FusingIsOfferedWhileTwoOrMoreShotsAreInUse) {
+    EXPECT_FALSE(preview.fuseButton()->isEnabled());
+    loadShots(2);
+    EXPECT_TRUE(preview.fuseButton()->isEnabled());
+    EXPECT_TRUE(preview.fuseAction()->isEnabled());
+    cell(1).useCheckBox()->click();
+    EXPECT_FALSE(preview.fuseButton()->isEnabled());
+    EXPECT_FALSE(preview.fuseAction()->isEnabled());
+    cell(1).useCheckBox()->click();
+    EXPECT_TRUE(preview.fuseButton()->isEnabled());
+    cell(0).removeCellAction(nullptr);
+    EXPECT_FALSE(preview.fuseButton()->isEnabled());
+    ASSERT_TRUE(waitForBackgroundTasks());
+}
+
+TEST_F(PreviewWindowTest, AFusionThatEndsAfterItsStackHasGoneIsNotShown) {
+    loadShots(2);
+    const std::string pipe = (folder / "go on").native();
+    ASSERT_EQ(std::system(("mkfifo '" + pipe + "'").c_str()), 0);
+    replaceFusionTool("cat '" + pipe + "'\n" + takeArguments + copyLastInput);
+    windows->settingsPanel()->changedSettingValue(nullptr);
+    EXPECT_TRUE(waitUntil([] { return gEnfusingPreview.load(); }));
+    windows->sourcesWindow()->clearAllCellsAction(nullptr);
+    std::ofstream(pipe) << "go";
+    ASSERT_TRUE(waitForBackgroundTasks());
+    EXPECT_TRUE(preview.enfusedView()->image().isNull());
+    EXPECT_TRUE(preview.detailView()->image().isNull());
+}
+
+TEST_F(PreviewWindowTest, AnOlderStacksFusionIsNeverShownForANewOne) {
+    loadShots(2);
+    windows->sourcesWindow()->clearAllCellsAction(nullptr);
+    dropAndWait({folder / "shot 0.jpg"});
+    cell(0).useCheckBox()->click();
+    dropAndWait({folder / "shot 1.jpg"});
+    EXPECT_TRUE(preview.enfusedView()->image().isNull());
+    EXPECT_THAT(alerts.texts(),
+                ElementsAre("doEnfusePreviewOnThread : enfused preview file was not found!"));
 }
 
 TEST_F(PreviewWindowTest, CancellingTheSaveDialogLeavesNoPathAndStartsNothing) {
@@ -282,7 +327,7 @@ TEST_F(PreviewWindowTest, AShotIsNeverOverwrittenByItsFusion) {
     ASSERT_TRUE(waitForBackgroundTasks());
     EXPECT_EQ(readFile(folder / "a.tif"), before);
     EXPECT_TRUE(fs::exists(folder / "c.tif"));
-    EXPECT_THAT(alerts.texts(), testing::Contains(HasSubstr("cannot take the place of a shot")));
+    EXPECT_THAT(alerts.texts(), ElementsAre(HasSubstr("cannot take the place of a shot")));
 }
 
 TEST_F(PreviewWindowTest, Row3OpensTheResultWithTheDefaultProgram) {

@@ -95,6 +95,39 @@ TEST(Process, ACommaLocaleChangesNoCommandLine) {
     EXPECT_TRUE(program.waitForOutput(" --exposure-sigma=0.200000 --exposure-mu=0.500000"));
 }
 
+// A tool that would run for minutes.
+TEST(Process, BeingAskedToEndEndsTheToolAndRemovesTheWorkingFolder) {
+    const TestFolder folder;
+    const fs::path tool =
+        folder.write("enfuse", "#!/bin/sh\necho $$ > '" + (folder / "pid").native() +
+                                   "'\necho started\nexec sleep 1000\n");
+    fs::permissions(tool, fs::perms::owner_all);
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(
+        "PATH", QString::fromStdString(folder.path().native()) + ":" + environment.value("PATH"));
+    const std::set<fs::path> before = workingFolders();
+    Program program(makeBracket(folder.path(), 120, 80, 2), environment);
+    ASSERT_TRUE(program.waitForOutput("started"));
+    EXPECT_EQ(workingFolders().size(), before.size() + 1);
+    program.process().terminate();
+    EXPECT_TRUE(waitUntil([&] { return program.process().state() == QProcess::NotRunning; }));
+    EXPECT_EQ(program.process().exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(program.process().exitCode(), 0);
+    EXPECT_EQ(workingFolders(), before);
+    const fs::path running = "/proc/" + std::to_string(std::stoi(readFile(folder / "pid")));
+    EXPECT_TRUE(waitUntil([&] { return !fs::exists(running); })) << "the tool has ended";
+}
+
+TEST(Process, BeingAskedToEndWhileASheetIsUpEndsTheProgram) {
+    const TestFolder folder;
+    Program program({folder.write("words.jpg", "words")});
+    // The alert about it is up, and the sheet below it.
+    ASSERT_TRUE(program.waitForOutput("Assign file to cell..."));
+    program.process().terminate();
+    EXPECT_TRUE(waitUntil([&] { return program.process().state() == QProcess::NotRunning; }));
+    EXPECT_EQ(program.process().exitCode(), 0);
+}
+
 TEST(Process, TwoProgramsDoNotTouchEachOthersWorkingFiles) {
     const TestFolder folder;
     const auto shots = makeBracket(folder.path(), 120, 80, 5);

@@ -21,6 +21,7 @@
 #include "imaging/VipsLibrary.h"
 #include "platform/Threads.h"
 #include "preview/PreviewWindow.h"
+#include "sources/DecodedShot.h"
 #include "sources/LoadingDialog.h"
 #include "sources/SourceCellImageView.h"
 #include "sources/SourceCellViewController.h"
@@ -186,7 +187,18 @@ TEST_F(SourcesWindowTest, TwentyFilesFillSixteenCellsAndThePersonDismissesTheShe
 }
 
 TEST_F(SourcesWindowTest, TheSheetThatIsLeftCanBeClosedByItsButtonToo) {
-    dismissLeftSheet([](LoadingDialog& sheet) { sheet.close(); });
+    bool offered = false;
+    dismissLeftSheet([&offered](LoadingDialog& sheet) {
+        offered = sheet.findChild<QPushButton*>("closeButton")->isVisible();
+        sheet.close();
+    });
+    dropAndWait(makeShots(17));
+    EXPECT_TRUE(offered);
+    sources.clearAllCellsAction(nullptr);
+    alerts.forget();
+    dismissLeftSheet([](LoadingDialog& sheet) {
+        QTest::mouseClick(sheet.findChild<QPushButton*>("closeButton"), Qt::LeftButton);
+    });
     dropAndWait(makeShots(17));
     EXPECT_EQ(sources.loadDialog(), nullptr);
     EXPECT_EQ(filledCells(), 16);
@@ -248,6 +260,27 @@ TEST_F(SourcesWindowTest, ADropDuringALoadWaitsForItsEnd) {
     EXPECT_TRUE(waitForBackgroundTasks());
     EXPECT_TRUE(waitUntil([this] { return sources.loadDialog() == nullptr; }));
     EXPECT_EQ(cell(3).filenameToDisplay(), "shot 3.jpg");
+}
+
+TEST_F(SourcesWindowTest, AResizeDuringALoadLeavesEveryScaledCopyInTheLastSize) {
+    const auto shots = makeBracket(folder.path(), 900, 600, 6);
+    for (int i = 0; i < 3; ++i) {
+        whenTrue([] { return gNumSourceImages >= 2; },
+                 [this, i] {
+                     windows->resize(1050 + 120 * i, 700);
+                     windows->previewWindow()->windowDidEndLiveResize();
+                 });
+        dropAndWait(shots);
+        const QSize wanted =
+            fittedPixels({900, 600}, windows->previewWindow()->enfusedView()->size());
+        for (int n = 0; n < 6; ++n) {
+            const Image scaled = decodeImage(GetURLToScaledSourceFile(n));
+            EXPECT_EQ(QSize(scaled.pixelsWide(), scaled.pixelsHigh()), wanted) << n;
+        }
+        EXPECT_EQ(windows->previewWindow()->enfusedView()->image().size(), wanted);
+        EXPECT_THAT(alerts.texts(), IsEmpty());
+        sources.clearAllCellsAction(nullptr);
+    }
 }
 
 TEST_F(SourcesWindowTest, ClearingTakesAllShotsOutAndFusesNothing) {

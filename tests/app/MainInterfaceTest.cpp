@@ -1,0 +1,112 @@
+#include "app/MainInterface.h"
+
+#include <QAbstractButton>
+#include <QDockWidget>
+#include <QLabel>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QSettings>
+#include <map>
+
+#include "app/Preferences.h"
+#include "fusion/EnfuseSettingsWindow.h"
+#include "support/ProgramFixture.h"
+#include "widgets/FloatSlider.h"
+
+namespace lumaweave {
+
+using namespace test;
+using testing::IsEmpty;
+
+using MainInterfaceTest = ProgramTest;
+
+TEST_F(MainInterfaceTest, EveryMenuItemHasAKeyOfItsOwn) {
+    std::map<QString, int> keys;
+    for (const QAction* top : windows->menuBar()->actions()) {
+        for (const QAction* item : top->menu()->actions()) {
+            if (item->isSeparator()) continue;
+            EXPECT_FALSE(item->shortcut().isEmpty()) << item->text().toStdString();
+            ++keys[item->shortcut().toString()];
+        }
+    }
+    for (const auto& [key, count] : keys)
+        EXPECT_EQ(count, 1) << key.toStdString();
+}
+
+TEST_F(MainInterfaceTest, NoTwoThingsAnswerToTheSameAltKey) {
+    std::map<QChar, int> letters;
+    const auto note = [&letters](const QString& text) {
+        const qsizetype at = text.indexOf('&');
+        if (at >= 0 && at + 1 < text.size()) ++letters[text[at + 1].toLower()];
+    };
+    for (const QAction* top : windows->menuBar()->actions())
+        note(top->text());
+    for (const auto* button : windows->findChildren<QAbstractButton*>())
+        note(button->text());
+    for (const auto* label : windows->findChildren<QLabel*>())
+        note(label->text());
+    EXPECT_EQ(letters.size(), 5U);
+    for (const auto& [letter, count] : letters)
+        EXPECT_EQ(count, 1) << QString(letter).toStdString();
+}
+
+TEST_F(MainInterfaceTest, OnlyWhatCanBeDoneIsInTheMenus) {
+    for (const QAction* top : windows->menuBar()->actions()) {
+        for (const QAction* item : top->menu()->actions()) {
+            // Fusing waits for shots; everything else can be done at once.
+            if (item->objectName() != "fuseAction") {
+                EXPECT_TRUE(item->isEnabled()) << item->text().toStdString();
+            }
+        }
+    }
+}
+
+TEST_F(MainInterfaceTest, DocksAreHiddenTornOffAndReset) {
+    for (const char* name : {"sourcesDock", "settingsDock"}) {
+        auto* dock = windows->findChild<QDockWidget*>(name);
+        ASSERT_NE(dock, nullptr);
+        dock->toggleViewAction()->trigger();
+        EXPECT_FALSE(dock->isVisible());
+        windows->findChild<QAction*>(QString(name) + "TearOff")->trigger();
+        EXPECT_TRUE(dock->isVisible());
+        EXPECT_TRUE(dock->isFloating());
+        windows->findChild<QAction*>("resetArrangementAction")->trigger();
+        EXPECT_TRUE(dock->isVisible());
+        EXPECT_FALSE(dock->isFloating());
+    }
+}
+
+TEST_F(MainInterfaceTest, TheArrangementIsRemembered) {
+    auto* dock = windows->findChild<QDockWidget*>("settingsDock");
+    dock->hide();
+    windows->close();
+    windows.reset();
+    windows = std::make_unique<MainInterface>();
+    EXPECT_TRUE(windows->findChild<QDockWidget*>("settingsDock")->isHidden());
+}
+
+TEST_F(MainInterfaceTest, AboutNamesTheProgramAndItsVersion) {
+    windows->findChild<QAction*>("aboutAction")->trigger();
+    ASSERT_EQ(alerts.texts().size(), 1U);
+    EXPECT_THAT(alerts.texts().front(), testing::StartsWith("Lumaweave 0."));
+}
+
+TEST_F(MainInterfaceTest, DamagedPreferencesCountAsAbsent) {
+    QSettings settings;
+    settings.setValue("exposureSigma", "nan");
+    settings.setValue("exposureMu", "words");
+    settings.setValue("exposureWeightMenu", "words");
+    settings.setValue("saturationWeightMenu", 99);
+    settings.setValue("hardMaskButton", 1);
+    settings.sync();
+    LoadPrefs();
+    const FusionSettings now = windows->settingsPanel()->settings();
+    EXPECT_EQ(now.exposureSigma, 0.2F);
+    EXPECT_EQ(now.exposureMu, 0.5F);
+    EXPECT_EQ(now.exposureWeight, 0);
+    EXPECT_EQ(now.saturationWeight, 0);
+    EXPECT_TRUE(now.hardMask) << "one damaged key does not lose the others";
+}
+
+}  // namespace lumaweave
