@@ -184,7 +184,8 @@ void describe(const VImage& opened, PendingImage& pending) {
 }
 
 bool isTooLarge(const VImage& image) {
-    return static_cast<long long>(image.width()) * image.height() > largestPixelCount;
+    return static_cast<long long>(image.width()) * image.height() > largestPixelCount ||
+           image.width() > longestSide || image.height() > longestSide;
 }
 
 // Opens a file and reads its header. The reason of a failure is in the log.
@@ -320,7 +321,7 @@ Image decodeImage(const fs::path& path) {
     if (!openImage(path, pending)) return {};
     if (pending.orientation != 1 || pending.description.byteCount() > largestInMemory) {
         const fs::path scratch = newScratchPath(".tif");
-        const Image image = decodeToTiff(path, scratch).image;
+        Image image = decodeToTiff(path, scratch).image;
         std::error_code ignored;
         fs::remove(scratch, ignored);
         return image;

@@ -22,6 +22,8 @@ enum class DecodeFailure {
 
 // Pictures with more pixels than this are refused before memory or disk is taken for them.
 inline constexpr long long largestPixelCount = 1LL << 29;
+// So are pictures with a longer side than this, in pixels.
+inline constexpr int longestSide = 1 << 20;
 
 struct DecodedFile {
     Image image;

@@ -62,9 +62,9 @@ QSize fittedPixels(QSizeF picture, QSizeF view) {
 }
 
 QImage thumbnailOf(const Image& scaled) {
-    constexpr int longestSide = 256;  // room for a screen with two pixels a point
+    constexpr int thumbnailSide = 256;  // room for a screen with two pixels a point
     const double scale =
-        static_cast<double>(longestSide) / std::max(scaled.pixelsWide(), scaled.pixelsHigh());
+        static_cast<double>(thumbnailSide) / std::max(scaled.pixelsWide(), scaled.pixelsHigh());
     if (scale >= 1) return scaled.toScreen();
     return scaled
         .scaled(static_cast<int>(std::lround(scaled.pixelsWide() * scale)),

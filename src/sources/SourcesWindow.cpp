@@ -59,9 +59,12 @@ void acceptAsCopy(QDropEvent* event) {
     event->accept();
 }
 
-// Painted rather than set as a palette, which the cells would inherit: they follow the theme.
+// Painted rather than set as a palette, which the cells would inherit: they follow the theme. Light
+// grey would glare around dark cells.
 void MyScrollContent::paintEvent(QPaintEvent* event) {
-    QPainter(this).fillRect(event->rect(), Qt::lightGray);
+    const bool dark = palette().color(QPalette::Window).lightness() < 128;
+    QPainter(this).fillRect(event->rect(),
+                            dark ? palette().color(QPalette::Window) : QColor(Qt::lightGray));
 }
 
 SourcesWindow::SourcesWindow(QWidget* parent) : QWidget(parent) {
@@ -146,7 +149,7 @@ void SourcesWindow::repositionCells() {
         if (!cell) continue;
         QWidget* view = cell->view();
         view->move(cellLeft, y);
-        view->resize(width - 2 * cellLeft, view->height());
+        view->resize(width - cellLeft, view->height());
         y += view->height();
     }
 }

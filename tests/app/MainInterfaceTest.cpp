@@ -17,7 +17,6 @@
 namespace lumaweave {
 
 using namespace test;
-using testing::IsEmpty;
 
 using MainInterfaceTest = ProgramTest;
 

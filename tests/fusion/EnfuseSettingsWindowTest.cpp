@@ -19,7 +19,6 @@
 namespace lumaweave {
 
 using namespace test;
-using testing::SizeIs;
 
 class SettingsTest : public ProgramTest {
   protected:

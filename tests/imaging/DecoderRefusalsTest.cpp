@@ -162,6 +162,15 @@ TEST_F(DecoderRefusalsTest, PicturesThatAreNoPhotographs) {
     expectUnreadable(folder / "light.hdr");
 }
 
+TEST_F(DecoderRefusalsTest, APictureWithAVeryLongSide) {
+    startVips();
+    const fs::path file = folder / "long.png";
+    vips::VImage::black(longestSide + 1, 1).pngsave(file.c_str());
+    expectUnreadable(file);
+    vips::VImage::black(longestSide, 1).pngsave(file.c_str());
+    EXPECT_EQ(decodeImage(file).pixelsWide(), longestSide);
+}
+
 TEST_F(DecoderRefusalsTest, RandomBytes) {
     std::mt19937 random(1);
     for (int i = 0; i < 20; ++i) {

@@ -64,7 +64,7 @@ QByteArray builtInProfile(const std::string& name) {
     }
     std::size_t size = 0;
     const void* bytes = vips_blob_get(blob, &size);
-    const QByteArray profile(static_cast<const char*>(bytes), static_cast<qsizetype>(size));
+    QByteArray profile(static_cast<const char*>(bytes), static_cast<qsizetype>(size));
     vips_area_unref(VIPS_AREA(blob));
     return profile;
 }

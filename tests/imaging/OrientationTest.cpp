@@ -17,7 +17,6 @@
 namespace lumaweave {
 
 namespace fs = std::filesystem;
-using test::asymmetricPicture;
 using test::differenceBetween;
 using test::makeImage;
 using test::TestFolder;

@@ -1,4 +1,7 @@
 #include <gmock/gmock.h>
+
+#include <QByteArray>
+#include <QtGlobal>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -49,7 +52,7 @@ int runProgram(const fs::path& program, const Arguments& arguments) {
 // Puts recorders in the places of the installed tools.
 class AdaptersTest : public testing::Test {
   protected:
-    AdaptersTest() : oldPath_(std::getenv("PATH")) {
+    AdaptersTest() : oldPath_(qgetenv("PATH").toStdString()) {
         fs::create_directories(folder / "bin");
         installRecorder("enfuse");
         installRecorder("align_image_stack");

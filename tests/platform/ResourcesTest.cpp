@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <QByteArray>
+#include <QtGlobal>
+
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -18,7 +21,7 @@ namespace {
 // A resource folder with the adapter "tool-adapter", and a PATH on which its "tool" is installed.
 class ResourcesTest : public testing::Test {
   protected:
-    ResourcesTest() : oldPath_(std::getenv("PATH")) {
+    ResourcesTest() : oldPath_(qgetenv("PATH").toStdString()) {
         fs::create_directories(folder / "Enfuse");
         fs::create_directories(folder / "bin");
         makeExecutable(folder.write("Enfuse/tool-adapter", "#!/bin/sh\n"));
