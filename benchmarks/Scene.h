@@ -7,7 +7,7 @@
 namespace lumaweave::bench {
 
 // A scene with the detail of a photograph, to be exposed as often as needed: overlapping leaves of
-// all sizes with texture on them (which gives the edges and the spectrum of natural pictures),
+// all sizes with texture on them (which gives the edges and tones of natural pictures),
 // under light that differs by many stops.
 class Scene {
   public:
