@@ -1,12 +1,8 @@
 #include "imaging/ImageDecoder.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <sys/statvfs.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <functional>
 #include <string>
@@ -17,6 +13,7 @@
 #include "imaging/TiffFile.h"
 #include "imaging/TiffWriter.h"
 #include "imaging/VipsLibrary.h"
+#include "platform/FileDescriptor.h"
 #include "platform/Log.h"
 #include "platform/WorkingFolder.h"
 
@@ -27,46 +24,10 @@ using vips::VImage;
 
 namespace {
 
-class Descriptor {
-  public:
-    // Never waits: a pipe without a writer would hold an ordinary open for ever.
-    explicit Descriptor(const fs::path& path)
-        : number_(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY)) {}
-    ~Descriptor() {
-        if (number_ >= 0) close(number_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    [[nodiscard]] int number() const { return number_; }
-    [[nodiscard]] bool isRegularFile(std::size_t* size) const {
-        struct stat status {};
-        if (number_ < 0 || fstat(number_, &status) != 0 || !S_ISREG(status.st_mode)) return false;
-        *size = static_cast<std::size_t>(status.st_size);
-        return true;
-    }
-
-  private:
-    int number_;
-};
-
-bool looksLikeWebp(int descriptor) {
+bool looksLikeWebp(const FileDescriptor& file) {
     char head[12] = {};
-    return pread(descriptor, head, sizeof head, 0) == sizeof head &&
-           std::memcmp(head, "RIFF", 4) == 0 && std::memcmp(head + 8, "WEBP", 4) == 0;
-}
-
-std::vector<char> readWhole(int descriptor, std::size_t size) {
-    std::vector<char> bytes(size);
-    std::size_t filled = 0;
-    while (filled < size) {
-        const ssize_t got =
-            pread(descriptor, bytes.data() + filled, size - filled, static_cast<off_t>(filled));
-        if (got <= 0) break;
-        filled += static_cast<std::size_t>(got);
-    }
-    bytes.resize(filled);
-    return bytes;
+    return file.readAt(0, head, sizeof head) && std::memcmp(head, "RIFF", 4) == 0 &&
+           std::memcmp(head + 8, "WEBP", 4) == 0;
 }
 
 // A picture whose pixels have not been read yet, in one of the forms that Image knows.
@@ -77,12 +38,13 @@ struct PendingImage {
     int orientation = 1;
 };
 
-VImage openPixels(const Descriptor& file, std::size_t size, std::vector<char>& fileBytes) {
+VImage openPixels(const FileDescriptor& file, std::vector<char>& fileBytes) {
     vips::VOption* options =
         VImage::option()->set("access", VIPS_ACCESS_SEQUENTIAL)->set("fail_on", VIPS_FAIL_ON_ERROR);
-    if (looksLikeWebp(file.number())) {
+    if (looksLikeWebp(file)) {
         // libvips would map a WebP file, and a file that shrinks under its map ends the program.
-        fileBytes = readWhole(file.number(), size);
+        fileBytes.resize(file.size());
+        if (!file.readAt(0, fileBytes.data(), fileBytes.size())) fileBytes.clear();
         return VImage::new_from_buffer(fileBytes.data(), fileBytes.size(), "", options);
     }
     return VImage::new_from_source(vips::VSource::new_from_descriptor(file.number()), "", options);
@@ -192,14 +154,13 @@ bool isTooLarge(const VImage& image) {
 bool openImage(const fs::path& path, PendingImage& pending) {
     startVips();
     vips_error_clear();
-    const Descriptor file(path);
-    std::size_t size = 0;
-    if (!file.isRegularFile(&size)) {
+    const FileDescriptor file = FileDescriptor::ofRegularFile(path);
+    if (!file.isOpen()) {
         Log("Not a readable file: " + path.native());
         return false;
     }
     try {
-        const VImage opened = openPixels(file, size, pending.fileBytes);
+        const VImage opened = openPixels(file, pending.fileBytes);
         if (isTooLarge(opened)) {
             Log("Too many pixels: " + path.native());
             return false;
