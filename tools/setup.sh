@@ -3,11 +3,11 @@
 
 build_packages=(
     cmake ninja-build g++ pkg-config qt6-base-dev libgl-dev libvips-dev libtiff-dev libexiv2-dev
-    libraw-dev libjpeg62-turbo-dev
+    libheif-dev libraw-dev libjpeg62-turbo-dev
 )
 program_packages=(enfuse hugin-tools libqt6svg6 qt6-wayland xdg-utils)
 display_packages=(xvfb xauth libgl1-mesa-dri fonts-dejavu-core)
-test_packages=(libgtest-dev libgmock-dev libtiff-tools locales)
+test_packages=(libgtest-dev libgmock-dev libtiff-tools libimage-exiftool-perl locales)
 bench_packages=(libbenchmark-dev libvips-tools)
 
 fail() {

@@ -1,0 +1,309 @@
+#include "imaging/Metadata.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <array>
+#include <exiv2/exiv2.hpp>
+#include <exiv2/webpimage.hpp>
+#include <set>
+#include <string_view>
+
+#include "imaging/ExivLibrary.h"
+#include "imaging/HeifMetadata.h"
+#include "platform/FileDescriptor.h"
+#include "platform/Log.h"
+#include "platform/WorkingFolder.h"
+
+namespace lumaweave {
+
+namespace fs = std::filesystem;
+
+struct Metadata::Records {
+    Exiv2::ExifData exif;
+    Exiv2::IptcData iptc;
+    Exiv2::XmpData xmp;
+};
+
+namespace {
+
+// Tags of the main directory that describe the file's own pixels, or point to parts of the file.
+bool describesPixels(std::uint16_t tag) {
+    static const std::set<std::uint16_t> tags = {
+        0x010A, 0x0111, 0x0112, 0x0115, 0x0116, 0x0117, 0x0118, 0x0119, 0x011A, 0x011B, 0x011C,
+        0x011D, 0x011E, 0x011F, 0x0120, 0x0121, 0x0122, 0x0123, 0x0124, 0x0125, 0x0128, 0x0129,
+        0x012D, 0x013D, 0x013E, 0x013F, 0x0140, 0x0141, 0x0142, 0x0143, 0x0144, 0x0145, 0x014A,
+        0x014C, 0x014D, 0x014E, 0x0150, 0x0151, 0x0152, 0x0153, 0x0154, 0x0155, 0x0156, 0x0157,
+        0x0158, 0x0159, 0x015A, 0x015B, 0x0211, 0x0212, 0x0213, 0x0214, 0x02BC, 0x828D, 0x828E,
+        0x83BB, 0x8649, 0x8769, 0x8773, 0x8825, 0xEA1C};
+    // Sub-file type to threshholding, and the old way to store JPEG.
+    if (tag >= 0x00FE && tag <= 0x0109) return true;
+    if (tag >= 0x0200 && tag <= 0x0209) return true;
+    // Development of raw pixels; names of the camera and its lens stand among it.
+    constexpr std::uint16_t cameraModel = 0xC614;
+    constexpr std::uint16_t localizedModel = 0xC615;
+    constexpr std::uint16_t cameraSerialNumber = 0xC62F;
+    constexpr std::uint16_t lensInfo = 0xC630;
+    const bool aboutCamera =
+        tag == cameraModel || tag == localizedModel || tag == cameraSerialNumber || tag == lensInfo;
+    if (tag >= 0xC612 && tag <= 0xCFFF) return !aboutCamera;
+    return tags.count(tag) != 0;
+}
+
+// The same for the directory of exposure data: JPEG's components, size in pixels, padding.
+bool photoTagDescribesPixels(std::uint16_t tag) {
+    return tag == 0x9101 || tag == 0x9102 || tag == 0xA002 || tag == 0xA003 || tag == 0xA005 ||
+           tag == 0xEA1C || tag == 0xEA1D;
+}
+
+bool isSmallPicture(std::string_view tagName) {
+    return tagName.find("Thumbnail") != std::string_view::npos ||
+           tagName.find("Preview") != std::string_view::npos;
+}
+
+// Groups that belong to other pictures of the file.
+bool isOfAnotherPicture(std::string_view group) {
+    return group.starts_with("Thumbnail") || group.starts_with("SubImage") ||
+           group.starts_with("SubThumb") || group.starts_with("Image2") ||
+           group.starts_with("Image3") || group.starts_with("PanasonicRaw") ||
+           group.find("Preview") != std::string_view::npos;
+}
+
+bool belongsToSource(const Exiv2::Exifdatum& datum) {
+    const std::string group = datum.groupName();
+    if (group == "Image") return describesPixels(datum.tag());
+    if (group == "Photo") return photoTagDescribesPixels(datum.tag());
+    if (group == "Iop") return datum.tag() >= 0x1000;  // the related picture's format and size
+    if (group == "GPSInfo") return false;
+    return isOfAnotherPicture(group) || isSmallPicture(datum.tagName());
+}
+
+bool belongsToSource(const Exiv2::Xmpdatum& datum) {
+    static const std::set<std::string_view> tiff = {"ImageWidth",
+                                                    "ImageLength",
+                                                    "BitsPerSample",
+                                                    "Compression",
+                                                    "Orientation",
+                                                    "SamplesPerPixel",
+                                                    "YCbCrSubSampling",
+                                                    "PlanarConfiguration",
+                                                    "XResolution",
+                                                    "YResolution",
+                                                    "ResolutionUnit",
+                                                    "YCbCrPositioning",
+                                                    "WhitePoint",
+                                                    "TransferFunction",
+                                                    "YCbCrCoefficients",
+                                                    "PrimaryChromaticities",
+                                                    "NativeDigest",
+                                                    "ReferenceBlackWhite",
+                                                    "PhotometricInterpretation"};
+    static const std::set<std::string_view> exif = {
+        "PixelXDimension",         "PixelYDimension",        "ColorSpace",
+        "ComponentsConfiguration", "CompressedBitsPerPixel", "NativeDigest"};
+    const std::string group = datum.groupName();
+    const std::string name = datum.tagName();
+    if (group == "tiff") return tiff.count(name) != 0;
+    if (group == "exif") return exif.count(name) != 0;
+    if (group == "photoshop") return name == "ICCProfile" || name == "ColorMode";
+    if (group == "dc") return name == "format";
+    if (group == "xmp") return name.starts_with("Thumbnails");
+    if (group == "xmpNote") return true;  // says that more of it lies elsewhere in the file
+    // A raw converter's settings: it would apply them to the result once more.
+    return group == "crs";
+}
+
+// What a file says of itself even when nobody has told it anything.
+bool isBookkeeping(const Exiv2::Exifdatum& datum) {
+    const std::string key = datum.key();
+    return datum.groupName() == "Iop" || key == "Exif.Photo.ExifVersion" ||
+           key == "Exif.Photo.FlashpixVersion" || key == "Exif.Photo.ColorSpace" ||
+           key.starts_with("Exif.MakerNote.");
+}
+
+bool isMakerNote(const Exiv2::Exifdatum& datum) {
+    const std::string group = datum.groupName();
+    return (group != "Image" && group != "Photo" && group != "GPSInfo" && group != "Iop") ||
+           datum.key() == "Exif.Photo.MakerNote";
+}
+
+template <typename Data, typename Predicate>
+void removeWhere(Data& data, Predicate&& predicate) {
+    for (auto datum = data.begin(); datum != data.end();) {
+        datum = predicate(*datum) ? data.erase(datum) : std::next(datum);
+    }
+}
+
+std::size_t makerNoteBytes(const Exiv2::ExifData& exif) {
+    std::size_t bytes = 0;
+    for (const Exiv2::Exifdatum& datum : exif) {
+        if (isMakerNote(datum)) bytes += static_cast<std::size_t>(std::max(datum.size(), 0L));
+    }
+    return bytes;
+}
+
+template <typename Datum>
+bool isTooLarge(const Datum& datum) {
+    return datum.size() < 0 || static_cast<std::size_t>(datum.size()) > largestRecord;
+}
+
+void keepWhatCanBeCarried(Metadata::Records& records) {
+    const auto unfit = [](const auto& datum) {
+        return belongsToSource(datum) || isTooLarge(datum);
+    };
+    removeWhere(records.exif, unfit);
+    removeWhere(records.xmp, unfit);
+    removeWhere(records.iptc, isTooLarge<Exiv2::Iptcdatum>);
+    if (makerNoteBytes(records.exif) > largestRecord) removeWhere(records.exif, isMakerNote);
+}
+
+bool isEmpty(const Metadata::Records& records) {
+    return records.iptc.empty() && records.xmp.empty() &&
+           std::all_of(records.exif.begin(), records.exif.end(), isBookkeeping);
+}
+
+bool isPhotograph(int type) {
+    using namespace Exiv2::ImageType;
+    constexpr std::array types = {jpeg, tiff, png, webp, bmff, cr2, crw, raf, orf,
+                                  rw2,  mrw,  dng, nef,  pef,  arw, sr2, srw};
+    return std::find(types.begin(), types.end(), type) != types.end();
+}
+
+// A copy of the file in the working folder while the library reads it: the library maps the files
+// of some formats, and a user's file that shrinks under its map would end the program.
+class ScratchCopy {
+  public:
+    explicit ScratchCopy(const fs::path& path) : scratch_(newScratchPath(".metadata")) {
+        const FileDescriptor source = FileDescriptor::ofRegularFile(path);
+        if (!source.isOpen()) return;
+        constexpr mode_t ownerOnly = 0600;
+        const FileDescriptor copy(
+            open(scratch_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, ownerOnly));
+        complete_ = copy.isOpen() && copy.copyFrom(source, source.size(), 0);
+    }
+    ~ScratchCopy() {
+        std::error_code ignored;
+        fs::remove(scratch_, ignored);
+    }
+    ScratchCopy(const ScratchCopy&) = delete;
+    ScratchCopy& operator=(const ScratchCopy&) = delete;
+
+    [[nodiscard]] bool isComplete() const { return complete_; }
+    [[nodiscard]] const fs::path& path() const { return scratch_; }
+
+  private:
+    fs::path scratch_;
+    bool complete_ = false;
+};
+
+Metadata::Records recordsOf(const HeifMetadata& heif) {
+    Metadata::Records records;
+    if (!heif.exif.empty()) {
+        Exiv2::ExifParser::decode(records.exif, heif.exif.data(),
+                                  static_cast<std::uint32_t>(heif.exif.size()));
+    }
+    if (!heif.xmp.empty()) Exiv2::XmpParser::decode(records.xmp, heif.xmp);
+    return records;
+}
+
+// Throws when the file is damaged beyond reading.
+Metadata::Records readRecords(const fs::path& path) {
+    if (const auto heif = readHeifMetadata(path)) return recordsOf(*heif);
+    const auto image = Exiv2::ImageFactory::open(path.native());
+    if (!isPhotograph(image->imageType())) return {};
+    image->readMetadata();
+    return {image->exifData(), image->iptcData(), image->xmpData()};
+}
+
+std::string shortened(const Exiv2::Metadatum& datum) {
+    constexpr long longest = 80;
+    constexpr long longestToConvert = 4096;
+    if (datum.size() > longestToConvert) return "(" + std::to_string(datum.size()) + " bytes)";
+    std::string text = datum.toString();
+    for (char& c : text) {
+        if (static_cast<unsigned char>(c) < ' ') c = ' ';
+    }
+    if (text.size() > longest) text = text.substr(0, longest) + "...";
+    return text;
+}
+
+template <typename Data>
+void describe(const Data& data, std::string& text) {
+    for (const auto& datum : data)
+        text += " " + datum.key() + " = " + shortened(datum) + ";";
+}
+
+// The values of a directory are laid out by rising tags, so that one of this lowest tag holds the
+// place of what is to stand before the others.
+Exiv2::ExifData withSpaceInFront(const Exiv2::ExifData& exif, std::size_t byteCount) {
+    constexpr std::size_t directoryTable = 16;
+    if (byteCount <= directoryTable) return exif;
+    Exiv2::ExifData spaced = exif;
+    const std::vector<Exiv2::byte> space(byteCount);
+    Exiv2::DataValue value(space.data(), static_cast<long>(space.size()));
+    spaced.add(Exiv2::ExifKey("Exif.Image.0x0001"), &value);
+    return spaced;
+}
+
+std::vector<std::byte> encode(const Metadata::Records& records, bool bigEndian,
+                              std::size_t firstByte) {
+    Exiv2::MemIo io;
+    const Exiv2::ByteOrder order = bigEndian ? Exiv2::bigEndian : Exiv2::littleEndian;
+    Exiv2::TiffParser::encode(io, nullptr, 0, order, withSpaceInFront(records.exif, firstByte),
+                              records.iptc, records.xmp);
+    std::vector<std::byte> bytes(io.size());
+    io.seek(0, Exiv2::BasicIo::beg);
+    const long got =
+        io.read(reinterpret_cast<Exiv2::byte*>(bytes.data()), static_cast<long>(bytes.size()));
+    return got == static_cast<long>(bytes.size()) ? bytes : std::vector<std::byte>();
+}
+
+}  // namespace
+
+Metadata::Metadata(std::unique_ptr<const Records> records) : records_(std::move(records)) {}
+Metadata::~Metadata() = default;
+
+std::string Metadata::description() const {
+    std::string text = "{";
+    describe(records_->exif, text);
+    describe(records_->iptc, text);
+    describe(records_->xmp, text);
+    return text + " }";
+}
+
+std::vector<std::byte> Metadata::asTiff(bool bigEndian, std::size_t firstByte) const {
+    startExiv();
+    try {
+        return encode(*records_, bigEndian, firstByte);
+    } catch (const std::exception& error) {
+        Log(std::string("The maker note is left out: ") + error.what());
+    }
+    try {
+        Records withoutMakerNote = *records_;
+        removeWhere(withoutMakerNote.exif, isMakerNote);
+        return encode(withoutMakerNote, bigEndian, firstByte);
+    } catch (const std::exception& error) {
+        Log(std::string("The metadata cannot be written: ") + error.what());
+        return {};
+    }
+}
+
+std::shared_ptr<const Metadata> readMetadata(const fs::path& path) {
+    startExiv();
+    const ScratchCopy copy(path);
+    if (!copy.isComplete()) {
+        Log("Cannot read " + path.native());
+        return nullptr;
+    }
+    try {
+        auto records = std::make_unique<Metadata::Records>(readRecords(copy.path()));
+        keepWhatCanBeCarried(*records);
+        if (isEmpty(*records)) return nullptr;
+        return std::make_shared<const Metadata>(std::move(records));
+    } catch (const std::exception& error) {
+        Log(path.native() + ": " + error.what());
+        return nullptr;
+    }
+}
+
+}  // namespace lumaweave

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace lumaweave {
+
+// What a camera or a photographer has said about a picture: EXIF with maker note and GPS, IPTC,
+// XMP. Without what describes the pixels of the file that it was read from (size, compression,
+// strips, thumbnails, colour profile, orientation, raw development): it is made to be given to
+// another picture of the same scene, whose pixels are upright. A value that never changes. Any
+// thread.
+class Metadata {
+  public:
+    struct Records;
+
+    explicit Metadata(std::unique_ptr<const Records> records);
+    ~Metadata();
+    Metadata(const Metadata&) = delete;
+    Metadata& operator=(const Metadata&) = delete;
+
+    // All of it in one line for the log, long values shortened.
+    [[nodiscard]] std::string description() const;
+
+    // As a TIFF file with one page that has no picture; its values begin at that byte or later.
+    // Empty when it cannot be put into that form, even without the maker note. (Maker notes hold
+    // offsets that count from the start of the file: what was made for one place is true there
+    // only.)
+    [[nodiscard]] std::vector<std::byte> asTiff(bool bigEndian, std::size_t firstByte) const;
+
+  private:
+    std::unique_ptr<const Records> records_;
+};
+
+// No record of more bytes than this is carried: broken files claim far more, cameras and editors
+// write a few hundred kilobytes.
+inline constexpr std::size_t largestRecord = std::size_t{16} << 20;
+
+// The metadata of a photograph's first image (JPEG, TIFF, PNG, WebP, HEIC, raw; told by content).
+// Null when it has none, or the file cannot be read or is too damaged to tell; the reason is in the
+// log. Damaged records are left out. Any thread.
+[[nodiscard]] std::shared_ptr<const Metadata> readMetadata(const std::filesystem::path& path);
+
+}  // namespace lumaweave

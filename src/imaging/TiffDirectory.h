@@ -1,0 +1,82 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace lumaweave {
+
+// The skeleton of a TIFF file: its directories, entry by entry, with values left where they lie in
+// the file. For moving a file's parts about without touching its pixels. Pure; any thread.
+
+// How numbers are stored. Big: the variant with 64-bit offsets.
+struct TiffFormat {
+    bool bigEndian = false;
+    bool big = false;
+
+    [[nodiscard]] std::size_t headerBytes() const { return big ? 16 : 8; }
+    // The longest value that an entry holds itself.
+    [[nodiscard]] std::size_t inlineBytes() const { return big ? 8 : 4; }
+    bool operator==(const TiffFormat&) const = default;
+};
+
+struct TiffDirectory;
+
+struct TiffEntry {
+    std::uint16_t tag = 0;
+    std::uint16_t type = 0;
+    std::uint64_t count = 0;
+    // The value in the file's byte order, when it is short or was made here; otherwise empty, and
+    // it lies at the offset.
+    std::vector<std::byte> value;
+    std::uint64_t offset = 0;
+    // The directories that the value points to (EXIF, GPS, interoperability, sub-images).
+    std::vector<TiffDirectory> children;
+};
+
+struct TiffDirectory {
+    std::vector<TiffEntry> entries;  // rising tags
+
+    [[nodiscard]] TiffEntry* find(std::uint16_t tag);
+    // Puts the entry in, in place of one with its tag.
+    void set(TiffEntry entry);
+    void remove(std::uint16_t tag);
+};
+
+struct TiffStructure {
+    TiffFormat format;
+    std::vector<TiffDirectory> pages;
+};
+
+// Reads byteCount bytes at the offset; false when there are none.
+using ReadBytes = std::function<bool(std::uint64_t offset, void* to, std::size_t byteCount)>;
+
+// Reads the directories of a file of that many bytes. None when it is no TIFF, is damaged
+// (directories that point outside or at one another), or has more than some thousand pages.
+[[nodiscard]] std::optional<TiffStructure> readTiffStructure(const ReadBytes& read,
+                                                             std::uint64_t fileSize);
+[[nodiscard]] std::optional<TiffStructure> readTiffStructure(std::span<const std::byte> file);
+
+// Adjusts the structure to a file whose bytes have all moved by that much: offsets of values, and
+// the values that are offsets of pixels. False when such a value cannot be read, or an offset no
+// longer fits.
+[[nodiscard]] bool moveTiffStructure(TiffStructure& structure, std::uint64_t by,
+                                     const ReadBytes& readUnmoved);
+
+// What is to be put at the end of a file that holds the values at their offsets: the directories
+// and the values made here. `position` is where it will lie, a multiple of 8.
+struct TiffTail {
+    std::vector<std::byte> bytes;
+    std::vector<std::byte> header;  // for the file's start: points to the first page
+};
+// None when an offset would not fit into the format.
+[[nodiscard]] std::optional<TiffTail> layOutTiff(const TiffStructure& structure,
+                                                 std::uint64_t position);
+
+// An entry of one 16-bit number, in the format's byte order.
+[[nodiscard]] TiffEntry shortEntry(std::uint16_t tag, std::uint16_t number, TiffFormat format);
+
+}  // namespace lumaweave
