@@ -199,6 +199,7 @@ void EnfuseFullRez() {
         },
         Wait::yes);
     if (command && preserveEXIF) {
+        GetSourceEXIF();
         CopyImageFileAndAddEXIF(output, output, gSourceImageEXIF);
     }
 }

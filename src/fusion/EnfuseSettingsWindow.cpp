@@ -249,12 +249,10 @@ void EnfuseSettingsWindow::makeOutputGroup(QVBoxLayout* column) {
            "manages its memory itself."));
     preserveEXIFCheckBox_ = makeCheckBox(
         "preserveEXIFCheckBox", tr("Keep the camera's data (EXIF)"),
-        tr("Checks the fused file and carries the camera's data of the first shot over to it."));
+        tr("Writes the camera's data of the first shot that has any (exposure, lens, place, "
+           "author, key words…) into the fused file."));
     preserveEXIFCheckBox_->setChecked(true);
-    // Shown once the data are carried over; until then it only asks for the check of the result.
-    preserveEXIFCheckBox_->hide();
     form->addRow(preserveEXIFCheckBox_);
-    form->setRowVisible(preserveEXIFCheckBox_, false);
 }
 
 // Only what a person does fires an action: values set from code do not.

@@ -7,9 +7,16 @@ namespace lumaweave {
 
 class Metadata;
 
-// Looks after the metadata of a fused file. For now it checks that the tool has left a picture, and
-// alerts when it has not; the file itself stays as the tool wrote it, whatever the properties. Any
-// thread; no lock may be held.
+// The camera's data, from the shots into the fused file. Any thread; no lock may be held.
+
+// Sets gSourceImageEXIF to the metadata of the first cell that holds an image and whose file (the
+// one that the user added) has any, in use or not; to null when there is none.
+void GetSourceEXIF();
+
+// Writes the image file at `source` to `destination` (the same one: in its place) with the
+// properties in every page of it, pixels untouched; null properties make a plain copy. When the
+// source is no image, or the copy cannot be written, an alert says so and the destination stays as
+// it was.
 void CopyImageFileAndAddEXIF(const std::filesystem::path& source,
                              const std::filesystem::path& destination,
                              const std::shared_ptr<const Metadata>& properties);
