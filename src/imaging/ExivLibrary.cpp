@@ -1,12 +1,21 @@
 #include "imaging/ExivLibrary.h"
 
-#include <exiv2/exiv2.hpp>
+#include <fcntl.h>
+
+#include <algorithm>
+#include <array>
+#include <exiv2/webpimage.hpp>
 #include <mutex>
 #include <string>
 
+#include "imaging/HeifMetadata.h"
+#include "platform/FileDescriptor.h"
 #include "platform/Log.h"
+#include "platform/WorkingFolder.h"
 
 namespace lumaweave {
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -27,6 +36,59 @@ void logMessage(int, const char* message) {
     Log(line);
 }
 
+bool isPhotograph(int type) {
+    using namespace Exiv2::ImageType;
+    constexpr std::array types = {jpeg, tiff, png, webp, bmff, cr2, crw, raf, orf,
+                                  rw2,  mrw,  dng, nef,  pef,  arw, sr2, srw};
+    return std::find(types.begin(), types.end(), type) != types.end();
+}
+
+// A copy of the file in the working folder while the library reads it: the library maps the files
+// of some formats, and a user's file that shrinks under its map would end the program.
+class ScratchCopy {
+  public:
+    explicit ScratchCopy(const fs::path& path) : scratch_(newScratchPath(".metadata")) {
+        const FileDescriptor source = FileDescriptor::ofRegularFile(path);
+        if (!source.isOpen()) return;
+        constexpr mode_t ownerOnly = 0600;
+        const FileDescriptor copy(
+            open(scratch_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, ownerOnly));
+        complete_ = copy.isOpen() && copy.copyFrom(source, source.size(), 0);
+    }
+    ~ScratchCopy() {
+        std::error_code ignored;
+        fs::remove(scratch_, ignored);
+    }
+    ScratchCopy(const ScratchCopy&) = delete;
+    ScratchCopy& operator=(const ScratchCopy&) = delete;
+
+    [[nodiscard]] bool isComplete() const { return complete_; }
+    [[nodiscard]] const fs::path& path() const { return scratch_; }
+
+  private:
+    fs::path scratch_;
+    bool complete_ = false;
+};
+
+ExivRecords recordsOf(const HeifMetadata& heif) {
+    ExivRecords records;
+    if (!heif.exif.empty()) {
+        Exiv2::ExifParser::decode(records.exif, heif.exif.data(),
+                                  static_cast<std::uint32_t>(heif.exif.size()));
+    }
+    if (!heif.xmp.empty()) Exiv2::XmpParser::decode(records.xmp, heif.xmp);
+    return records;
+}
+
+// Throws when the file is damaged beyond reading.
+ExivRecords readRecords(const fs::path& path) {
+    if (const auto heif = readHeifMetadata(path)) return recordsOf(*heif);
+    const auto image = Exiv2::ImageFactory::open(path.native());
+    if (!isPhotograph(image->imageType())) return {};
+    image->readMetadata();
+    return {image->exifData(), image->iptcData(), image->xmpData()};
+}
+
 }  // namespace
 
 void startExiv() {
@@ -39,6 +101,21 @@ void startExiv() {
         Exiv2::LogMsg::setLevel(Exiv2::LogMsg::error);
         Exiv2::LogMsg::setHandler(logMessage);
     });
+}
+
+std::optional<ExivRecords> readExivRecords(const fs::path& path) {
+    startExiv();
+    const ScratchCopy copy(path);
+    if (!copy.isComplete()) {
+        Log("Cannot read " + path.native());
+        return std::nullopt;
+    }
+    try {
+        return readRecords(copy.path());
+    } catch (const std::exception& error) {
+        Log(path.native() + ": " + error.what());
+        return std::nullopt;
+    }
 }
 
 }  // namespace lumaweave

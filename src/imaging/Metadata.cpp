@@ -1,29 +1,18 @@
 #include "imaging/Metadata.h"
 
-#include <fcntl.h>
-
 #include <algorithm>
-#include <array>
 #include <exiv2/exiv2.hpp>
-#include <exiv2/webpimage.hpp>
 #include <set>
 #include <string_view>
 
 #include "imaging/ExivLibrary.h"
-#include "imaging/HeifMetadata.h"
-#include "platform/FileDescriptor.h"
 #include "platform/Log.h"
-#include "platform/WorkingFolder.h"
 
 namespace lumaweave {
 
 namespace fs = std::filesystem;
 
-struct Metadata::Records {
-    Exiv2::ExifData exif;
-    Exiv2::IptcData iptc;
-    Exiv2::XmpData xmp;
-};
+struct Metadata::Records : ExivRecords {};
 
 namespace {
 
@@ -147,7 +136,19 @@ bool isTooLarge(const Datum& datum) {
     return datum.size() < 0 || static_cast<std::size_t>(datum.size()) > largestRecord;
 }
 
+bool isTurned(const Exiv2::ExifData& exif) {
+    const auto orientation = exif.findKey(Exiv2::ExifKey("Exif.Image.Orientation"));
+    return orientation != exif.end() && orientation->count() > 0 && orientation->toLong() > 1;
+}
+
+// Places in the picture, counted in the source's rows and columns.
+bool isPlaceInPicture(const Exiv2::Exifdatum& datum) {
+    const std::string key = datum.key();
+    return key == "Exif.Photo.SubjectArea" || key == "Exif.Photo.SubjectLocation";
+}
+
 void keepWhatCanBeCarried(Metadata::Records& records) {
+    if (isTurned(records.exif)) removeWhere(records.exif, isPlaceInPicture);
     const auto unfit = [](const auto& datum) {
         return belongsToSource(datum) || isTooLarge(datum);
     };
@@ -160,59 +161,6 @@ void keepWhatCanBeCarried(Metadata::Records& records) {
 bool isEmpty(const Metadata::Records& records) {
     return records.iptc.empty() && records.xmp.empty() &&
            std::all_of(records.exif.begin(), records.exif.end(), isBookkeeping);
-}
-
-bool isPhotograph(int type) {
-    using namespace Exiv2::ImageType;
-    constexpr std::array types = {jpeg, tiff, png, webp, bmff, cr2, crw, raf, orf,
-                                  rw2,  mrw,  dng, nef,  pef,  arw, sr2, srw};
-    return std::find(types.begin(), types.end(), type) != types.end();
-}
-
-// A copy of the file in the working folder while the library reads it: the library maps the files
-// of some formats, and a user's file that shrinks under its map would end the program.
-class ScratchCopy {
-  public:
-    explicit ScratchCopy(const fs::path& path) : scratch_(newScratchPath(".metadata")) {
-        const FileDescriptor source = FileDescriptor::ofRegularFile(path);
-        if (!source.isOpen()) return;
-        constexpr mode_t ownerOnly = 0600;
-        const FileDescriptor copy(
-            open(scratch_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, ownerOnly));
-        complete_ = copy.isOpen() && copy.copyFrom(source, source.size(), 0);
-    }
-    ~ScratchCopy() {
-        std::error_code ignored;
-        fs::remove(scratch_, ignored);
-    }
-    ScratchCopy(const ScratchCopy&) = delete;
-    ScratchCopy& operator=(const ScratchCopy&) = delete;
-
-    [[nodiscard]] bool isComplete() const { return complete_; }
-    [[nodiscard]] const fs::path& path() const { return scratch_; }
-
-  private:
-    fs::path scratch_;
-    bool complete_ = false;
-};
-
-Metadata::Records recordsOf(const HeifMetadata& heif) {
-    Metadata::Records records;
-    if (!heif.exif.empty()) {
-        Exiv2::ExifParser::decode(records.exif, heif.exif.data(),
-                                  static_cast<std::uint32_t>(heif.exif.size()));
-    }
-    if (!heif.xmp.empty()) Exiv2::XmpParser::decode(records.xmp, heif.xmp);
-    return records;
-}
-
-// Throws when the file is damaged beyond reading.
-Metadata::Records readRecords(const fs::path& path) {
-    if (const auto heif = readHeifMetadata(path)) return recordsOf(*heif);
-    const auto image = Exiv2::ImageFactory::open(path.native());
-    if (!isPhotograph(image->imageType())) return {};
-    image->readMetadata();
-    return {image->exifData(), image->iptcData(), image->xmpData()};
 }
 
 std::string shortened(const Exiv2::Metadatum& datum) {
@@ -289,21 +237,12 @@ std::vector<std::byte> Metadata::asTiff(bool bigEndian, std::size_t firstByte) c
 }
 
 std::shared_ptr<const Metadata> readMetadata(const fs::path& path) {
-    startExiv();
-    const ScratchCopy copy(path);
-    if (!copy.isComplete()) {
-        Log("Cannot read " + path.native());
-        return nullptr;
-    }
-    try {
-        auto records = std::make_unique<Metadata::Records>(readRecords(copy.path()));
-        keepWhatCanBeCarried(*records);
-        if (isEmpty(*records)) return nullptr;
-        return std::make_shared<const Metadata>(std::move(records));
-    } catch (const std::exception& error) {
-        Log(path.native() + ": " + error.what());
-        return nullptr;
-    }
+    auto read = readExivRecords(path);
+    if (!read) return nullptr;
+    auto records = std::make_unique<Metadata::Records>(Metadata::Records{std::move(*read)});
+    keepWhatCanBeCarried(*records);
+    if (isEmpty(*records)) return nullptr;
+    return std::make_shared<const Metadata>(std::move(records));
 }
 
 }  // namespace lumaweave

@@ -187,6 +187,14 @@ TEST_F(MetadataTest, ATurnedSourceGivesAnUprightResult) {
     EXPECT_EQ(result.at("IFD0:Make"), "Maker");
 }
 
+TEST_F(MetadataTest, PlacesInThePictureAreCarriedUnlessThePictureWasTurned) {
+    const fs::path source = folder / "source.jpg";
+    makeSource(source, {"-IFD0:Make=Maker", "-ExifIFD:SubjectArea=10 20"});
+    EXPECT_EQ(carried(source).at("ExifIFD:SubjectArea"), "10 20");
+    ASSERT_TRUE(writeTags(source, {"-IFD0:Orientation=8"}));
+    EXPECT_EQ(carried(source).count("ExifIFD:SubjectArea"), 0U);
+}
+
 TEST_F(MetadataTest, WhatDescribesTheSourcesPixelsIsLeftOut) {
     const fs::path source = folder / "source.jpg";
     makeSource(source, {"-IFD0:Make=Maker", "-IFD0:XResolution=300", "-ExifIFD:ExifImageWidth=64",
