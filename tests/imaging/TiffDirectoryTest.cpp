@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include <cstring>
+#include <algorithm>
 #include <string>
 
 namespace lumaweave {
@@ -14,7 +14,8 @@ namespace {
 
 std::vector<std::byte> bytesOf(const std::string& text) {
     std::vector<std::byte> bytes(text.size());
-    std::memcpy(bytes.data(), text.data(), text.size());
+    std::transform(text.begin(), text.end(), bytes.begin(),
+                   [](char c) { return static_cast<std::byte>(c); });
     return bytes;
 }
 
@@ -78,8 +79,7 @@ TEST_P(TiffFormatTest, WhatIsLaidOutIsReadBack) {
         EXPECT_TRUE(directory.find(0x010F)->value.empty()) << "long values stay in the file";
         EXPECT_EQ(directory.find(0x010F)->count, 20U);
         ASSERT_THAT(directory.find(0x8769)->children, SizeIs(1));
-        EXPECT_EQ(directory.find(0x8769)->children[0].find(0x9003)->value,
-                  bytesOf("123456"));
+        EXPECT_EQ(directory.find(0x8769)->children[0].find(0x9003)->value, bytesOf("123456"));
     }
 }
 
