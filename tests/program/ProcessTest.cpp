@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <QProcess>
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -10,6 +9,7 @@
 
 #include "platform/WorkingFolder.h"
 #include "support/Pictures.h"
+#include "support/Program.h"
 #include "support/TestFolder.h"
 #include "support/Waiting.h"
 
@@ -19,41 +19,6 @@ namespace fs = std::filesystem;
 using namespace test;
 
 namespace {
-
-// One started program; ended hard when it goes, if it still runs.
-class Program {
-  public:
-    explicit Program(
-        const std::vector<fs::path>& files,
-        const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment()) {
-        process_.setProcessEnvironment(environment);
-        QStringList arguments;
-        for (const fs::path& file : files)
-            arguments << QString::fromStdString(file.native());
-        process_.setProcessChannelMode(QProcess::MergedChannels);
-        process_.start(LUMAWEAVE_BUILD_FOLDER "/bin/lumaweave", arguments);
-    }
-    ~Program() {
-        process_.kill();
-        process_.waitForFinished();
-    }
-    Program(const Program&) = delete;
-    Program& operator=(const Program&) = delete;
-
-    QProcess& process() { return process_; }
-    // Everything printed so far.
-    const std::string& output() {
-        output_ += process_.readAll().toStdString();
-        return output_;
-    }
-    bool waitForOutput(const std::string& text) {
-        return waitUntil([&] { return output().find(text) != std::string::npos; });
-    }
-
-  private:
-    QProcess process_;
-    std::string output_;
-};
 
 std::set<fs::path> workingFolders() {
     std::set<fs::path> folders;

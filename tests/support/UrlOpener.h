@@ -7,18 +7,23 @@
 
 namespace lumaweave::test {
 
-// Stands in for the desktop: records the files that it is asked to open.
+// Stands in for the desktop: records the files (or pages) that it is asked to open.
 class UrlOpener : public QObject {
     Q_OBJECT
 
   public:
-    UrlOpener() { QDesktopServices::setUrlHandler("file", this, "open"); }
-    ~UrlOpener() override { QDesktopServices::unsetUrlHandler("file"); }
+    explicit UrlOpener(QString scheme = "file") : scheme_(std::move(scheme)) {
+        QDesktopServices::setUrlHandler(scheme_, this, "open");
+    }
+    ~UrlOpener() override { QDesktopServices::unsetUrlHandler(scheme_); }
 
     QList<QUrl> opened;
 
   public Q_SLOTS:
     void open(const QUrl& url) { opened << url; }
+
+  private:
+    QString scheme_;
 };
 
 }  // namespace lumaweave::test

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <functional>
+#include <vector>
+
+namespace lumaweave::test {
+
+// A web server on the loopback interface, which answers from the event loop of the thread that made
+// it. Where the update check finds it is put into the environment while it lives.
+class FeedServer {
+  public:
+    FeedServer();
+    ~FeedServer();
+    FeedServer(const FeedServer&) = delete;
+    FeedServer& operator=(const FeedServer&) = delete;
+
+    // As "127.0.0.1:port".
+    [[nodiscard]] QString host() const;
+    // Answers every request with this document from now on.
+    void serve(const QByteArray& document);
+    // What is done about a request for the path. The socket goes when the other side has gone.
+    std::function<void(QTcpSocket& socket, const QByteArray& path)> answer;
+    // The paths that were asked for, and how many of the askers are still connected.
+    [[nodiscard]] const std::vector<QByteArray>& requests() const { return requests_; }
+    [[nodiscard]] int connections() const { return connections_; }
+
+  private:
+    void receive(QTcpSocket* socket);
+
+    std::vector<QByteArray> requests_;
+    int connections_ = 0;
+    QTcpServer server_;
+};
+
+// A complete answer, with the length of its body.
+[[nodiscard]] QByteArray httpAnswer(const QByteArray& status, const QByteArray& body,
+                                    const QByteArray& headers = {});
+
+// A feed with these elements; those that are empty are left out.
+[[nodiscard]] QByteArray updateFeed(const QByteArray& latestVersion, const QByteArray& messageNum,
+                                    const QByteArray& message);
+
+}  // namespace lumaweave::test
