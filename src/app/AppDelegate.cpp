@@ -1,12 +1,35 @@
 #include "app/AppDelegate.h"
 
 #include <QApplication>
+#include <QDesktopServices>
+#include <QLabel>
 #include <QMessageBox>
+#include <QPushButton>
 
+#include "app/Preferences.h"
+#include "app/Services.h"
 #include "app/SharedState.h"
 #include "platform/Log.h"
+#include "platform/Threads.h"
 
 namespace lumaweave {
+
+namespace {
+
+// Over whatever is modal now, or the alert could not be answered.
+QWidget* windowBelowAlert() {
+    QWidget* modal = QApplication::activeModalWidget();
+    return modal != nullptr ? modal : QApplication::activeWindow();
+}
+
+// A message box takes what looks like HTML for HTML, in each of its texts by itself.
+void showPlainText(QMessageBox& alert) {
+    alert.setTextFormat(Qt::PlainText);
+    for (QLabel* label : alert.findChildren<QLabel*>())
+        label->setTextFormat(Qt::PlainText);
+}
+
+}  // namespace
 
 AppDelegate::~AppDelegate() {
     if (gAppDelegate == this) gAppDelegate = nullptr;
@@ -14,12 +37,11 @@ AppDelegate::~AppDelegate() {
 
 void AppDelegate::applicationDidFinishLaunching() {
     gAppDelegate = this;
+    doVersionCheck();
 }
 
 void AppDelegate::doAlert(const std::string& message) {
-    // Over whatever is modal now, or it could not be answered.
-    QWidget* above = QApplication::activeModalWidget();
-    QMessageBox alert(above != nullptr ? above : QApplication::activeWindow());
+    QMessageBox alert(windowBelowAlert());
     alert.setObjectName("alert");
     alert.setIcon(QMessageBox::Warning);
     alert.setTextFormat(Qt::PlainText);
@@ -27,6 +49,81 @@ void AppDelegate::doAlert(const std::string& message) {
     alert.setStandardButtons(QMessageBox::Ok);
     alert.exec();
     Log(FormatWithoutArguments(message));
+}
+
+void AppDelegate::doVersionCheck() {
+    const QString host = WebHost();
+    if (host.isEmpty()) return;
+    const auto feed = FetchFeed(UpdateFeedUrl(host), longestWait_);
+    if (!feed || !FeedParser(*feed).parse(*this)) Log("doVersionCheck: parser error");
+}
+
+void AppDelegate::didStartDocument() {
+    currentXMLString_.reset();
+    message_.reset();
+}
+
+void AppDelegate::didStartElement(const QString& name) {
+    if (name == "message" || name == "messageNum" || name == "latestVersion") {
+        currentXMLString_ = QString();
+    } else {
+        currentXMLString_.reset();
+    }
+}
+
+void AppDelegate::foundCharacters(const QString& characters) {
+    if (currentXMLString_) *currentXMLString_ += characters;
+}
+
+void AppDelegate::didEndElement(const QString& name) {
+    if (name == "message") {
+        message_ = currentXMLString_;
+    } else if (name == "messageNum") {
+        messageNum_ = LeadingInteger(currentXMLString_.value_or(QString()));
+    } else if (name == "latestVersion" && currentXMLString_ &&
+               CompareVersions(*currentXMLString_, QApplication::applicationVersion()) == 1) {
+        performInBackground(
+            [this, version = *currentXMLString_] { doVersionNotificationOnMainThread(version); });
+    }
+    currentXMLString_.reset();
+}
+
+void AppDelegate::parseErrorOccurred(FeedParser& parser) {
+    parser.abortParsing();
+}
+
+void AppDelegate::didEndDocument() {
+    if (!message_ || messageNum_ <= gBestMessageNum) return;
+    gBestMessageNum = messageNum_;
+    // Before the alert: a message that was on the screen does not come again.
+    SavePrefs();
+    DoAlert(ShortenedForAlert(*message_).toStdString());
+}
+
+void AppDelegate::doVersionNotificationOnMainThread(const QString& version) {
+    performOnMainThread(
+        [this, &version] {
+            // While the program quits nobody is there to take the offer.
+            if (gAppDelegate == this) offerVersion(version);
+        },
+        Wait::yes);
+}
+
+void AppDelegate::offerVersion(const QString& version) {
+    QMessageBox alert(windowBelowAlert());
+    alert.setObjectName("versionAlert");
+    alert.setIcon(QMessageBox::Information);
+    alert.setText("A new version of Lumaweave is available");
+    // The version is taken as a format without arguments, as the log takes messages.
+    alert.setInformativeText(
+        QString::fromStdString(FormatWithoutArguments(ShortenedForAlert(version).toStdString())));
+    showPlainText(alert);
+    QPushButton* ok = alert.addButton(QMessageBox::Ok);
+    const QPushButton* get = alert.addButton("Get New Version", QMessageBox::ActionRole);
+    alert.setDefaultButton(ok);
+    alert.setEscapeButton(ok);
+    alert.exec();
+    if (alert.clickedButton() == get) QDesktopServices::openUrl(ProductPageUrl(WebHost()));
 }
 
 }  // namespace lumaweave

@@ -1,23 +1,66 @@
 #pragma once
 
+#include <QString>
+#include <chrono>
+#include <optional>
 #include <string>
+
+#include "app/UpdateCheck.h"
 
 namespace lumaweave {
 
-// Stands for the running program: the target of alerts. Made by main() and alive until the event
-// loop has ended. Main thread.
-class AppDelegate {
+// Stands for the running program: the target of alerts, and the one who reads the update feed. Made
+// by main() and alive until the event loop has ended. Main thread, but for what says otherwise.
+class AppDelegate final : public FeedParserDelegate {
   public:
     AppDelegate() = default;
     ~AppDelegate();
     AppDelegate(const AppDelegate&) = delete;
     AppDelegate& operator=(const AppDelegate&) = delete;
 
-    // The windows stand and the event loop is about to run: from here on alerts are shown.
+    // The windows stand on the screen and the event loop runs: from here on alerts are shown. Then
+    // checks for updates.
     void applicationDidFinishLaunching();
 
     // Shows the message modally, as plain text, and logs it once the person has closed it.
     void doAlert(const std::string& message);
+
+    // Reads the update feed of the maker's web server, if there is one, and shows what is new in
+    // it. Returns when the feed has been read, after longestUpdateWait at most, and when its
+    // message has been closed; windows are painted and can be used meanwhile. What goes wrong is
+    // one line in the log.
+    void doVersionCheck();
+
+    // The feed's events. Elements count wherever they stand, and of several the last.
+    void didStartDocument() override;
+    void didStartElement(const QString& name) override;
+    void foundCharacters(const QString& characters) override;
+    void didEndElement(const QString& name) override;
+    void parseErrorOccurred(FeedParser& parser) override;
+    // Shows the feed's message, unless one of its number or a later one was shown before.
+    void didEndDocument() override;
+
+    // Offers the new version and, if the person wants it, opens the product page. Started on a
+    // thread of its own, where it waits for the person; the alert itself is the main thread's.
+    void doVersionNotificationOnMainThread(const QString& version);
+
+    // The text being collected, the last message and the last message number of the feed.
+    [[nodiscard]] const std::optional<QString>& currentXMLString() const {
+        return currentXMLString_;
+    }
+    [[nodiscard]] const std::optional<QString>& message() const { return message_; }
+    [[nodiscard]] int messageNum() const { return messageNum_; }
+
+    // How long the check waits for the server; tests set their own.
+    void setLongestUpdateWait(std::chrono::milliseconds wait) { longestWait_ = wait; }
+
+  private:
+    void offerVersion(const QString& version);
+
+    std::optional<QString> currentXMLString_;
+    std::optional<QString> message_;
+    int messageNum_ = 0;
+    std::chrono::milliseconds longestWait_ = longestUpdateWait;
 };
 
 }  // namespace lumaweave

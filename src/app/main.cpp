@@ -6,6 +6,7 @@
 #include "app/AppDelegate.h"
 #include "app/MainInterface.h"
 #include "app/ProgramRun.h"
+#include "widgets/FirstPaint.h"
 
 int main(int argc, char** argv) {
     // Qt takes its own options out; what is left are the images to open, byte for byte.
@@ -19,8 +20,12 @@ int main(int argc, char** argv) {
     lumaweave::MainInterface windows;
     lumaweave::AppDelegate delegate;
     windows.show();
-    delegate.applicationDidFinishLaunching();
-    windows.openFiles(files);
+    lumaweave::afterFirstPaint(&windows, [&windows, &delegate, &files] {
+        // From the next event loop that runs: the update check's own, if it waits for a server.
+        QMetaObject::invokeMethod(
+            &windows, [&windows, &files] { windows.openFiles(files); }, Qt::QueuedConnection);
+        delegate.applicationDidFinishLaunching();
+    });
     const int status = QApplication::exec();
     run.finish();
     return status;
