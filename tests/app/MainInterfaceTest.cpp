@@ -9,10 +9,7 @@
 #include <QSettings>
 #include <map>
 
-#include "app/Preferences.h"
-#include "fusion/EnfuseSettingsWindow.h"
 #include "support/ProgramFixture.h"
-#include "widgets/FloatSlider.h"
 
 namespace lumaweave {
 
@@ -89,23 +86,6 @@ TEST_F(MainInterfaceTest, AboutNamesTheProgramAndItsVersion) {
     windows->findChild<QAction*>("aboutAction")->trigger();
     ASSERT_EQ(alerts.texts().size(), 1U);
     EXPECT_THAT(alerts.texts().front(), testing::StartsWith("Lumaweave 0."));
-}
-
-TEST_F(MainInterfaceTest, DamagedPreferencesCountAsAbsent) {
-    QSettings settings;
-    settings.setValue("exposureSigma", "nan");
-    settings.setValue("exposureMu", "words");
-    settings.setValue("exposureWeightMenu", "words");
-    settings.setValue("saturationWeightMenu", 99);
-    settings.setValue("hardMaskButton", 1);
-    settings.sync();
-    LoadPrefs();
-    const FusionSettings now = windows->settingsPanel()->settings();
-    EXPECT_EQ(now.exposureSigma, 0.2F);
-    EXPECT_EQ(now.exposureMu, 0.5F);
-    EXPECT_EQ(now.exposureWeight, 0);
-    EXPECT_EQ(now.saturationWeight, 0);
-    EXPECT_TRUE(now.hardMask) << "one damaged key does not lose the others";
 }
 
 }  // namespace lumaweave
