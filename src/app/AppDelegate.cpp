@@ -6,20 +6,24 @@
 #include <QMessageBox>
 #include <QPushButton>
 
+#include "app/FeedDownload.h"
 #include "app/Preferences.h"
 #include "app/Services.h"
 #include "app/SharedState.h"
 #include "platform/Log.h"
 #include "platform/Threads.h"
+#include "preview/PreviewWindow.h"
 
 namespace lumaweave {
 
 namespace {
 
-// Over whatever is modal now, or the alert could not be answered.
+// Over whatever is modal now, or the alert could not be answered; else over the window in use, or
+// the main frame while no window of the program has the focus.
 QWidget* windowBelowAlert() {
-    QWidget* modal = QApplication::activeModalWidget();
-    return modal != nullptr ? modal : QApplication::activeWindow();
+    if (QWidget* modal = QApplication::activeModalWidget()) return modal;
+    if (QWidget* active = QApplication::activeWindow()) return active;
+    return gPreviewWindow != nullptr ? gPreviewWindow->window() : nullptr;
 }
 
 // A message box takes what looks like HTML for HTML, in each of its texts by itself.

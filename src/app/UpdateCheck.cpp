@@ -1,15 +1,9 @@
 #include "app/UpdateCheck.h"
 
-#include <QEventLoop>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
-#include <QNetworkRequest>
 #include <QStringList>
-#include <QTimer>
 #include <QXmlStreamReader>
 #include <algorithm>
 #include <limits>
-#include <memory>
 
 namespace lumaweave {
 
@@ -42,33 +36,6 @@ QUrl UpdateFeedUrl(const QString& host) {
 
 QUrl ProductPageUrl(const QString& host) {
     return pageOn(host, productPagePath);
-}
-
-std::optional<QByteArray> FetchFeed(const QUrl& url, std::chrono::milliseconds bound) {
-    if (!url.isValid()) return std::nullopt;
-    QNetworkAccessManager network;
-    QNetworkRequest request(url);
-    constexpr int mostRedirects = 5;
-    request.setMaximumRedirectsAllowed(mostRedirects);
-    // Otherwise a few bytes could unpack to many.
-    request.setRawHeader("Accept-Encoding", "identity");
-    const std::unique_ptr<QNetworkReply> reply(network.get(request));
-    // What is beyond the limit is left with the server.
-    reply->setReadBufferSize(largestFeed + 1);
-    QByteArray feed;
-    QEventLoop wait;
-    QObject::connect(reply.get(), &QNetworkReply::readyRead, [&feed, &reply] {
-        feed += reply->readAll();
-        if (feed.size() > largestFeed) reply->abort();
-    });
-    QObject::connect(reply.get(), &QNetworkReply::finished, &wait, &QEventLoop::quit);
-    QTimer::singleShot(bound, reply.get(), &QNetworkReply::abort);
-    if (!reply->isFinished()) wait.exec();
-    // Not finished: the program quits, and all its event loops with it.
-    if (!reply->isFinished() || reply->error() != QNetworkReply::NoError) return std::nullopt;
-    feed += reply->readAll();
-    if (feed.size() > largestFeed) return std::nullopt;
-    return feed;
 }
 
 namespace {

@@ -4,12 +4,12 @@
 #include <QString>
 #include <QUrl>
 #include <chrono>
-#include <optional>
+#include <utility>
 
 namespace lumaweave {
 
-// What the update check is made of: where it asks, the bounded download, the feed's parser and the
-// ordering of versions. AppDelegate puts them together. Nothing here shows a window.
+// What the update check is made of: where it asks, how long it waits, the feed's parser and the
+// ordering of versions. AppDelegate puts them and the download (FeedDownload.h) together.
 
 // The web server to ask, as "host" or "host:port": LUMAWEAVE_WEB_HOST of the environment when that
 // is set (empty too), else the one that the program was built with. Empty: no check is made.
@@ -17,16 +17,6 @@ namespace lumaweave {
 // Addresses on that host; invalid for a host that is none.
 [[nodiscard]] QUrl UpdateFeedUrl(const QString& host);
 [[nodiscard]] QUrl ProductPageUrl(const QString& host);
-
-// A feed is a few hundred bytes; whatever is larger than this is not one.
-inline constexpr qsizetype largestFeed = 64 * 1024;
-
-// Downloads the feed and returns it whole. Runs an event loop meanwhile, so that windows are
-// painted and can be used; any thread with a QApplication may call. Nothing when the server cannot
-// be reached, answers with an error, sends more than largestFeed, redirects without end or has not
-// finished within the bound (from the call on, whatever the server does), and nothing when the
-// program quits.
-[[nodiscard]] std::optional<QByteArray> FetchFeed(const QUrl& url, std::chrono::milliseconds bound);
 
 // How long start-up may wait for the server.
 inline constexpr std::chrono::milliseconds longestUpdateWait{4000};

@@ -97,6 +97,15 @@ TEST(ShortenedForAlert, CutsWhatDoesNot) {
     EXPECT_TRUE(pairs.isValidUtf16()) << "no character is cut in two";
 }
 
+TEST(WebHost, IsTheOneOfTheEnvironmentEvenAnEmptyOneElseTheOneBuiltIn) {
+    qputenv("LUMAWEAVE_WEB_HOST", " example.org:8080 ");
+    EXPECT_EQ(WebHost(), "example.org:8080");
+    qputenv("LUMAWEAVE_WEB_HOST", "");
+    EXPECT_EQ(WebHost(), "");
+    qunsetenv("LUMAWEAVE_WEB_HOST");
+    EXPECT_EQ(WebHost(), LUMAWEAVE_BUILT_IN_WEB_HOST);
+}
+
 TEST(UpdateUrls, LieOnTheHostOverPlainHttp) {
     EXPECT_EQ(UpdateFeedUrl("example.org"),
               QUrl("http://example.org/pano/lumaweave/files/updatedata.xml"));

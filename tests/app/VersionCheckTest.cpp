@@ -3,7 +3,6 @@
 #include <sys/resource.h>
 
 #include <QCheckBox>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QMessageBox>
 #include <QPointer>
@@ -15,6 +14,7 @@
 #include <atomic>
 
 #include "app/AppDelegate.h"
+#include "app/FeedDownload.h"
 #include "app/SharedState.h"
 #include "fusion/EnfuseSettingsWindow.h"
 #include "platform/Threads.h"
@@ -401,6 +401,20 @@ TEST_F(VersionCheckTest, ARedirectToAFileIsNotFollowed) {
     expectFailedCheck();
 }
 
+TEST_F(VersionCheckTest, ARedirectMayLeadToASecureServerButNotToNowhere) {
+    server.answer = [this](QTcpSocket& socket, const QByteArray&) {
+        socket.write(httpAnswer("301 Moved Permanently", "",
+                                "Location: https://" + server.host().toLatin1() + "/feed\r\n"));
+    };
+    delegate->setLongestUpdateWait(500ms);
+    expectFailedCheck();
+    EXPECT_EQ(server.callers(), 2) << "this one does not know the secure protocol";
+    server.answer = [](QTcpSocket& socket, const QByteArray&) {
+        socket.write(httpAnswer("302 Found", ""));
+    };
+    expectFailedCheck();
+}
+
 // Sends as much as the other side takes, up to 100 MB, and counts it.
 class Flood {
   public:
@@ -457,7 +471,50 @@ TEST_F(VersionCheckTest, HeadersWithoutEndAreGivenUp) {
     Flood flood("HTTP/1.1 200 OK\r\nX: ");
     server.answer = [&flood](QTcpSocket& socket, const QByteArray&) { flood(socket); };
     delegate->setLongestUpdateWait(1s);
+    const long before = peakMemoryInMegabytes();
     expectFailedCheck();
+    EXPECT_TRUE(waitUntil([this] { return server.connections() == 0; }));
+    EXPECT_LT(flood.sent, Flood::whole / 4);
+    EXPECT_LT(peakMemoryInMegabytes() - before, 60);
+}
+
+TEST_F(VersionCheckTest, AnAnswerWhoseLengthIsNoLengthIsNone) {
+    for (const char* length : {"-1", "999999999999999999999", "1000"}) {
+        server.answer = [length](QTcpSocket& socket, const QByteArray&) {
+            socket.write("HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray(length) + "\r\n\r\n" +
+                         updateFeed("", "1", "News"));
+            socket.disconnectFromHost();
+        };
+        expectFailedCheck();
+    }
+}
+
+TEST_F(VersionCheckTest, AnAnswerWithoutALengthEndsWithItsConnection) {
+    server.answer = [](QTcpSocket& socket, const QByteArray&) {
+        socket.write("HTTP/1.0 200 OK\r\n\r\n" + updateFeed("", "1", "News"));
+        socket.disconnectFromHost();
+    };
+    check();
+    EXPECT_THAT(alerts.texts(), ElementsAre("News"));
+}
+
+TEST_F(VersionCheckTest, AnAnswerWithALengthIsTakenAlthoughTheConnectionStaysOpen) {
+    server.answer = [](QTcpSocket& socket, const QByteArray&) {
+        socket.write(httpAnswer("200 OK", updateFeed("", "1", "News")) + "more");
+    };
+    check();
+    EXPECT_THAT(alerts.texts(), ElementsAre("News"));
+}
+
+TEST_F(VersionCheckTest, WhatIsNoHttpIsAnError) {
+    for (const char* words : {"SSH-2.0-OpenSSH_9\r\n\r\n", "\r\n\r\n", "HTTP/1.1\r\n\r\n",
+                              "200 OK\r\n\r\n", "HTTP/1.1 2000 OK\r\n\r\n"}) {
+        server.answer = [words](QTcpSocket& socket, const QByteArray&) {
+            socket.write(words + updateFeed("9", "1", "News"));
+            socket.disconnectFromHost();
+        };
+        expectFailedCheck();
+    }
 }
 
 // A slow server keeps nobody from opening pictures.

@@ -9,6 +9,7 @@ FeedServer::FeedServer() {
     if (!server_.listen(QHostAddress::LocalHost)) throw std::runtime_error("no port to listen at");
     QObject::connect(&server_, &QTcpServer::newConnection, [this] {
         QTcpSocket* socket = server_.nextPendingConnection();
+        ++callers_;
         ++connections_;
         QObject::connect(socket, &QTcpSocket::readyRead, &server_,
                          [this, socket] { receive(socket); });

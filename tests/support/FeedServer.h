@@ -24,14 +24,16 @@ class FeedServer {
     void serve(const QByteArray& document);
     // What is done about a request for the path. The socket goes when the other side has gone.
     std::function<void(QTcpSocket& socket, const QByteArray& path)> answer;
-    // The paths that were asked for, and how many of the askers are still connected.
+    // The paths that were asked for, how many have ever connected and how many still are.
     [[nodiscard]] const std::vector<QByteArray>& requests() const { return requests_; }
+    [[nodiscard]] int callers() const { return callers_; }
     [[nodiscard]] int connections() const { return connections_; }
 
   private:
     void receive(QTcpSocket* socket);
 
     std::vector<QByteArray> requests_;
+    int callers_ = 0;
     int connections_ = 0;
     QTcpServer server_;
 };
