@@ -270,10 +270,12 @@ TEST_F(PreferencesTest, TheOutputDepthIsNeitherSavedNorLoaded) {
 TEST_F(PreferencesTest, TheSourcesWindowReadsItsSwitchItself) {
     useFile("[General]\nensureValidTIFFFilesCheckBox=0\n");
     EXPECT_EQ(SavedEnsureValidTIFFState(), 0);
+    windows.reset();
     windows = std::make_unique<MainInterface>();
     EXPECT_FALSE(windows->sourcesWindow()->ensureValidTIFFFilesCheckBox()->isChecked());
     useFile("");
     EXPECT_EQ(SavedEnsureValidTIFFState(), std::nullopt);
+    windows.reset();
     windows = std::make_unique<MainInterface>();
     EXPECT_TRUE(windows->sourcesWindow()->ensureValidTIFFFilesCheckBox()->isChecked());
 }
