@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <utility>
 
 #include "imaging/PixelData.h"
@@ -109,6 +110,66 @@ Image Image::cropped(const QRectF& rectangle, int pixelsWide, int pixelsHigh) co
     const Image crop = cropPixels(*pixels_, left, top, width, height);
     const bool sameSize = width == pixelsWide && height == pixelsHigh;
     return sameSize ? crop : crop.scaled(pixelsWide, pixelsHigh);
+}
+
+namespace {
+
+// A target of the source's kind, each row filled by fill(from, to) from a row of the source.
+template <typename RowOf, typename Fill>
+Image rowByRow(const PixelData& source, int width, int height, const RowOf& rowOf,
+               const Fill& fill) {
+    PixelBuffer target(width, height, source.format);
+    target.description().colourProfile = source.colourProfile;
+    target.description().pixelsPerMillimetre = source.pixelsPerMillimetre;
+    for (int y = 0; y < height; ++y)
+        fill(source.row<std::byte>(rowOf(y)), target.row<std::byte>(y));
+    return std::move(target).finish();
+}
+
+Image copiedPart(const PixelData& source, const QRect& area) {
+    const auto pixelBytes = static_cast<std::size_t>(source.format.bytesPerPixel());
+    const std::size_t skipped = pixelBytes * static_cast<std::size_t>(area.x());
+    const std::size_t copied = pixelBytes * static_cast<std::size_t>(area.width());
+    return rowByRow(
+        source, area.width(), area.height(), [&](int y) { return area.y() + y; },
+        [&](const std::byte* from, std::byte* to) { std::memcpy(to, from + skipped, copied); });
+}
+
+// The source position in the middle of what target position i stands for.
+int middleOf(int i, int sourceLength, int targetLength) {
+    return static_cast<int>((2LL * i + 1) * sourceLength / (2LL * targetLength));
+}
+
+}  // namespace
+
+Image Image::scaledPart(const QRectF& area, int pixelsWide, int pixelsHigh) const {
+    const QRectF part = isNull() ? QRectF() : area & QRectF(0, 0, pixels_->width, pixels_->height);
+    if (part.isEmpty() || pixelsWide < 1 || pixelsHigh < 1) return {};
+    const QRect whole = part.toRect();
+    if (QRectF(whole) == part && whole.size() == QSize(pixelsWide, pixelsHigh)) {
+        return copiedPart(*pixels_, whole);
+    }
+    return lumaweave::scaledPart(*pixels_, part, pixelsWide, pixelsHigh);
+}
+
+Image Image::thinned(int pixelsWide, int pixelsHigh) const {
+    if (isNull()) return {};
+    const int width = std::clamp(pixelsWide, 1, pixels_->width);
+    const int height = std::clamp(pixelsHigh, 1, pixels_->height);
+    const auto pixelBytes = static_cast<std::size_t>(pixels_->format.bytesPerPixel());
+    return rowByRow(
+        *pixels_, width, height, [&](int y) { return middleOf(y, pixels_->height, height); },
+        [&](const std::byte* from, std::byte* to) {
+            for (int x = 0; x < width; ++x) {
+                const auto column = static_cast<std::size_t>(middleOf(x, pixels_->width, width));
+                std::memcpy(to, from + column * pixelBytes, pixelBytes);
+                to += pixelBytes;
+            }
+        });
+}
+
+QImage Image::toFileValues() const {
+    return isNull() ? QImage() : fileValues(*pixels_);
 }
 
 QImage Image::toScreen() const {

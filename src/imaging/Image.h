@@ -55,9 +55,21 @@ class Image {
     // is the pixel size. The rectangle's origin is rounded to a whole pixel.
     [[nodiscard]] Image cropped(const QRectF& rectangle, int pixelsWide, int pixelsHigh) const;
 
+    // The part inside an area (pixels, fractions count; it lies within the picture) at another
+    // pixel size, as scaled() would make it there. A part at its own size keeps its pixels as they
+    // are.
+    [[nodiscard]] Image scaledPart(const QRectF& area, int pixelsWide, int pixelsHigh) const;
+
+    // The picture at a smaller pixel size by leaving pixels out: coarse, and in no time.
+    [[nodiscard]] Image thinned(int pixelsWide, int pixelsHigh) const;
+
     // For the screen: 8-bit RGBA (not premultiplied) in sRGB, converted from the picture's own
     // profile. Takes 4 bytes a pixel: scale large pictures down first. Null gives a null image.
     [[nodiscard]] QImage toScreen() const;
+
+    // The values that the file holds, as 8-bit RGBA (not premultiplied) without a gap between rows:
+    // for counting, not for the screen. Null gives a null image.
+    [[nodiscard]] QImage toFileValues() const;
 
     // The pixels themselves, for the rest of imaging/ only.
     [[nodiscard]] const PixelData& pixels() const { return *pixels_; }

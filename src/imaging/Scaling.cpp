@@ -41,15 +41,31 @@ Contribution interpolated(double centre, int sourceLength) {
     return result;
 }
 
-std::vector<Contribution> contributions(int sourceLength, int targetLength) {
+// For a part of one axis of the source: from `begin` on, `length` long.
+std::vector<Contribution> contributions(double begin, double length, int sourceLength,
+                                        int targetLength) {
     std::vector<Contribution> result;
     result.reserve(static_cast<std::size_t>(targetLength));
-    const double step = static_cast<double>(sourceLength) / targetLength;
+    const double step = length / targetLength;
     for (int i = 0; i < targetLength; ++i) {
-        result.push_back(step >= 1.0 ? averaged(i * step, (i + 1) * step, sourceLength)
-                                     : interpolated((i + 0.5) * step, sourceLength));
+        result.push_back(step >= 1.0
+                             ? averaged(begin + i * step, begin + (i + 1) * step, sourceLength)
+                             : interpolated(begin + (i + 0.5) * step, sourceLength));
     }
     return result;
+}
+
+// The source positions that some target position takes.
+struct Range {
+    int first = 0;
+    int count = 0;
+};
+
+Range takenRange(const std::vector<Contribution>& axis) {
+    int end = 0;
+    for (const Contribution& taken : axis)
+        end = std::max(end, taken.first + static_cast<int>(taken.weights.size()));
+    return {axis.front().first, end - axis.front().first};
 }
 
 // Adds whole rows of 8 or 16-bit samples, which is where the time goes: integers, in a loop that
@@ -66,15 +82,16 @@ void addWeightedRow(const Value* row, std::size_t count, float weight, float* su
         sums[i] += weight * static_cast<float>(row[i]);
 }
 
-// The vertical mean of the rows of one target row.
+// The vertical mean of the rows of one target row, from a first column on.
 template <typename Sample>
-void gatherRows(const PixelData& source, const Contribution& rows,
+void gatherRows(const PixelData& source, const Contribution& rows, int firstColumn,
                 std::vector<std::uint32_t>& whole, std::vector<float>& result) {
     const std::size_t count = result.size();
     std::fill(result.begin(), result.end(), 0.0F);
     const std::size_t last = rows.weights.size() - 1;
     const auto row = [&](std::size_t k) {
-        return source.row<Sample>(rows.first + static_cast<int>(k));
+        return source.row<Sample>(rows.first + static_cast<int>(k)) +
+               firstColumn * source.format.samples();
     };
     addWeightedRow(row(0), count, rows.weights.front(), result.data());
     if (last > 0) addWeightedRow(row(last), count, rows.weights.back(), result.data());
@@ -96,15 +113,16 @@ void gatherRows(const PixelData& source, const Contribution& rows,
 
 // The same with colours weighted by alpha: the result holds colour x alpha, and alpha.
 template <typename Sample>
-void gatherRowsWithAlpha(const PixelData& source, const Contribution& rows,
+void gatherRowsWithAlpha(const PixelData& source, const Contribution& rows, const Range& columns,
                          std::vector<float>& result) {
     std::fill(result.begin(), result.end(), 0.0F);
     const int samples = source.format.samples();
     constexpr float opaque = static_cast<float>(fullValue<Sample>());
     for (std::size_t k = 0; k < rows.weights.size(); ++k) {
-        const Sample* from = source.row<Sample>(rows.first + static_cast<int>(k));
+        const Sample* from =
+            source.row<Sample>(rows.first + static_cast<int>(k)) + columns.first * samples;
         float* to = result.data();
-        for (int x = 0; x < source.width; ++x) {
+        for (int x = 0; x < columns.count; ++x) {
             const float alpha = rows.weights[k] * static_cast<float>(from[samples - 1]);
             for (int s = 0; s + 1 < samples; ++s) {
                 to[s] += static_cast<float>(from[s]) * (alpha / opaque);
@@ -135,25 +153,26 @@ void divideByAlpha(float* pixel, int samples) {
 }
 
 template <typename Sample>
-void scaleRows(const PixelData& source, PixelBuffer& target) {
+void scaleRows(const PixelData& source, const QRectF& area, PixelBuffer& target) {
     const int samples = source.format.samples();
     const PixelData& size = target.description();
-    const auto columns = contributions(source.width, size.width);
-    const auto rows = contributions(source.height, size.height);
-    std::vector<float> gathered(static_cast<std::size_t>(source.width * samples));
+    const auto columns = contributions(area.x(), area.width(), source.width, size.width);
+    const auto rows = contributions(area.y(), area.height(), source.height, size.height);
+    const Range taken = takenRange(columns);
+    std::vector<float> gathered(static_cast<std::size_t>(taken.count * samples));
     std::vector<std::uint32_t> whole(gathered.size());
     std::vector<float> pixel(static_cast<std::size_t>(samples));
     for (int y = 0; y < size.height; ++y) {
-        const Contribution& taken = rows[static_cast<std::size_t>(y)];
+        const Contribution& row = rows[static_cast<std::size_t>(y)];
         if (source.format.alpha) {
-            gatherRowsWithAlpha<Sample>(source, taken, gathered);
+            gatherRowsWithAlpha<Sample>(source, row, taken, gathered);
         } else {
-            gatherRows<Sample>(source, taken, whole, gathered);
+            gatherRows<Sample>(source, row, taken.first, whole, gathered);
         }
         Sample* to = target.row<Sample>(y);
         for (const Contribution& column : columns) {
             std::fill(pixel.begin(), pixel.end(), 0.0F);
-            const float* from = gathered.data() + column.first * samples;
+            const float* from = gathered.data() + (column.first - taken.first) * samples;
             for (const float weight : column.weights) {
                 for (int s = 0; s < samples; ++s)
                     pixel[static_cast<std::size_t>(s)] += weight * *from++;
@@ -168,11 +187,15 @@ void scaleRows(const PixelData& source, PixelBuffer& target) {
 }  // namespace
 
 Image scaledPixels(const PixelData& source, int width, int height) {
+    return scaledPart(source, QRectF(0, 0, source.width, source.height), width, height);
+}
+
+Image scaledPart(const PixelData& source, const QRectF& area, int width, int height) {
     PixelBuffer target(width, height, source.format);
     target.description().colourProfile = source.colourProfile;
     target.description().pixelsPerMillimetre = source.pixelsPerMillimetre;
     withSampleType(source.format.type,
-                   [&]<typename Sample>() { scaleRows<Sample>(source, target); });
+                   [&]<typename Sample>() { scaleRows<Sample>(source, area, target); });
     return std::move(target).finish();
 }
 

@@ -38,17 +38,6 @@ void convertRow(const Sample* from, const PixelFormat& format, int width, uchar*
     }
 }
 
-QImage convertPlainly(const PixelData& source) {
-    QImage screen(source.width, source.height, QImage::Format_RGBA8888);
-    if (screen.isNull()) return screen;
-    withSampleType(source.format.type, [&]<typename Sample>() {
-        for (int y = 0; y < source.height; ++y) {
-            convertRow(source.row<Sample>(y), source.format, source.width, screen.scanLine(y));
-        }
-    });
-    return screen;
-}
-
 // The colour samples as 8 or 16-bit integers, which is what the profile conversion takes. Floats
 // become 16-bit: they are display values from 0 to 1.
 std::vector<unsigned short> wholeNumbers(const PixelData& source) {
@@ -126,14 +115,25 @@ QImage convertThroughProfile(const PixelData& source) {
 
 }  // namespace
 
+QImage fileValues(const PixelData& source) {
+    QImage bytes(source.width, source.height, QImage::Format_RGBA8888);
+    if (bytes.isNull()) return bytes;
+    withSampleType(source.format.type, [&]<typename Sample>() {
+        for (int y = 0; y < source.height; ++y) {
+            convertRow(source.row<Sample>(y), source.format, source.width, bytes.scanLine(y));
+        }
+    });
+    return bytes;
+}
+
 QImage screenImage(const PixelData& source) {
-    if (source.colourProfile.isEmpty()) return convertPlainly(source);
+    if (source.colourProfile.isEmpty()) return fileValues(source);
     try {
         return convertThroughProfile(source);
     } catch (const vips::VError& error) {
         Log(std::string("Colour profile not used: ") + error.what());
         vips_error_clear();
-        return convertPlainly(source);
+        return fileValues(source);
     }
 }
 

@@ -10,4 +10,7 @@ struct PixelData;
 // another kind of picture) is passed over, as if the picture were sRGB. Any thread.
 [[nodiscard]] QImage screenImage(const PixelData& source);
 
+// The picture's own values as 8-bit RGBA, whatever its profile says of them. Any thread.
+[[nodiscard]] QImage fileValues(const PixelData& source);
+
 }  // namespace lumaweave

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+namespace lumaweave {
+
+// How the brightness of a picture is distributed. Functions of values; any thread.
+
+// A picture of four bytes a pixel, red first, top row first. The bytes belong to the caller.
+struct RgbaBitmap {
+    const unsigned char* bytes = nullptr;
+    std::size_t byteCount = 0;
+    int pixelsWide = 0;
+    int pixelsHigh = 0;
+    std::size_t bytesPerRow = 0;
+};
+
+// Counts the pixels by their luminance, from black in the first bin to white in the last; alpha
+// does not count. None or a negative number of bins gives no bins. The rows are read as one packed
+// run: padded ones are logged and read like that all the same, but never past the bitmap's end. The
+// sums are those of single precision: a bin that has reached 2^24 stays there.
+[[nodiscard]] std::vector<float> luminanceHistogram(const RgbaBitmap& bitmap, int binCount);
+
+// Scales the bins so that the highest becomes `height`. Bins that are all empty become values that
+// are not numbers.
+void normaliseHistogram(std::vector<float>& bins, float height);
+
+}  // namespace lumaweave
