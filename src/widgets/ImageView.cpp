@@ -5,16 +5,6 @@
 
 namespace lumaweave {
 
-namespace {
-
-// Colours are judged against a grey without a tint; only its lightness follows the theme.
-QColor neutralGround(const QPalette& palette) {
-    const bool dark = palette.color(QPalette::Window).lightness() < 128;
-    return dark ? QColor(32, 32, 32) : QColor(122, 122, 122);
-}
-
-}  // namespace
-
 ImageView::ImageView(QWidget* parent) : QWidget(parent) {
     setAttribute(Qt::WA_OpaquePaintEvent);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
@@ -45,9 +35,15 @@ QRectF ImageView::fittedRectangle(QSizeF picture, QSizeF view, Fit fit) {
             drawn};
 }
 
+// Colours are judged against a grey without a tint; only its lightness follows the theme.
+QColor ImageView::ground(const QPalette& palette) {
+    const bool dark = palette.color(QPalette::Window).lightness() < 128;
+    return dark ? QColor(32, 32, 32) : QColor(122, 122, 122);
+}
+
 void ImageView::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    painter.fillRect(rect(), neutralGround(palette()));
+    painter.fillRect(rect(), ground(palette()));
     if (image_.isNull()) {
         constexpr int margin = 12;
         painter.setPen(QColor(225, 225, 225));

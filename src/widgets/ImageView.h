@@ -27,6 +27,9 @@ class ImageView : public QWidget {
     // Where the picture lies in a view of this size.
     [[nodiscard]] static QRectF fittedRectangle(QSizeF picture, QSizeF view, Fit fit);
 
+    // What pictures lie on: a grey without a tint, as dark or light as the theme.
+    [[nodiscard]] static QColor ground(const QPalette& palette);
+
     [[nodiscard]] QSize sizeHint() const override { return {480, 320}; }
 
   Q_SIGNALS:
