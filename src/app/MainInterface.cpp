@@ -9,6 +9,7 @@
 #include <QFileDialog>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QPointer>
 #include <QRadioButton>
 #include <QScrollArea>
 #include <QScrollBar>
@@ -47,6 +48,15 @@ QScrollArea* scrolling(QWidget* content) {
     return area;
 }
 
+// The picture windows, also those that wait for their picture. Nobody else knows of them.
+QList<QPointer<QWidget>> windowsThatOwnThemselves() {
+    QList<QPointer<QWidget>> windows;
+    for (QWidget* window : QApplication::topLevelWidgets()) {
+        if (window->testAttribute(Qt::WA_DeleteOnClose)) windows << window;
+    }
+    return windows;
+}
+
 }  // namespace
 
 MainInterface::MainInterface() {
@@ -68,9 +78,21 @@ MainInterface::MainInterface() {
     const QSettings settings;
     restoreGeometry(settings.value(geometryKey).toByteArray());
     restoreState(settings.value(docksKey).toByteArray());
+    // Also when a signal ends the program.
+    connect(qApp, &QCoreApplication::aboutToQuit, this, &MainInterface::closePictureWindows);
 }
 
-MainInterface::~MainInterface() = default;
+MainInterface::~MainInterface() {
+    // Without an event loop, closed windows would never be deleted.
+    for (const QPointer<QWidget>& window : windowsThatOwnThemselves())
+        delete window.data();
+}
+
+void MainInterface::closePictureWindows() {
+    for (const QPointer<QWidget>& window : windowsThatOwnThemselves()) {
+        if (!window.isNull()) window->close();
+    }
+}
 
 void MainInterface::makeDocks() {
     sourcesDock_ = new QDockWidget(tr("Shots"));
@@ -239,6 +261,7 @@ void MainInterface::closeEvent(QCloseEvent* event) {
     QSettings settings;
     settings.setValue(geometryKey, saveGeometry());
     settings.setValue(docksKey, saveState());
+    closePictureWindows();
     QMainWindow::closeEvent(event);
 }
 

@@ -46,6 +46,7 @@ class MainInterface : public QMainWindow {
     void resetArrangement();
     void showAbout();
     void openWaitingFiles();
+    static void closePictureWindows();
 
     SourcesWindow* sources_ = nullptr;
     PreviewWindow* preview_ = nullptr;

@@ -3,6 +3,7 @@
 #include <QAction>
 #include <QButtonGroup>
 #include <QDesktopServices>
+#include <QGridLayout>
 #include <QGroupBox>
 #include <QMouseEvent>
 #include <QPushButton>
@@ -24,6 +25,8 @@
 #include "platform/TextEncoding.h"
 #include "platform/Threads.h"
 #include "preview/EnfusingProgressDialog.h"
+#include "preview/HistogramView.h"
+#include "preview/OutputImageWindow.h"
 #include "sources/SourceCellViewController.h"
 #include "widgets/ImageView.h"
 
@@ -78,10 +81,14 @@ void PreviewWindow::makeLayout() {
     detailView_->setToolTip(tr("The fused picture around the spot you clicked, pixel by pixel."));
 
     auto* lower = new QWidget;
-    auto* row = new QHBoxLayout(lower);
-    row->setContentsMargins(0, 0, 0, 0);
-    row->addWidget(detailView_, 1);
-    row->addWidget(makeOutputPanel());
+    auto* grid = new QGridLayout(lower);
+    grid->setContentsMargins(0, 0, 0, 0);
+    grid->addWidget(detailView_, 0, 0);
+    grid->addWidget(makeHistogramPanel(), 1, 0);
+    grid->addWidget(makeOutputPanel(), 0, 1, 2, 1);
+    grid->setRowStretch(0, 5);
+    grid->setRowStretch(1, 2);
+    grid->setColumnStretch(0, 1);
 
     auto* splitter = new QSplitter(Qt::Vertical);
     splitter->setObjectName("previewSplitter");
@@ -94,6 +101,16 @@ void PreviewWindow::makeLayout() {
     column->addWidget(splitter);
 }
 
+QWidget* PreviewWindow::makeHistogramPanel() {
+    auto* panel = new QFrame;
+    panel->setFrameStyle(static_cast<int>(QFrame::StyledPanel) | QFrame::Sunken);
+    auto* column = new QVBoxLayout(panel);
+    column->setContentsMargins(0, 0, 0, 0);
+    histogramView_ = new HistogramView;
+    column->addWidget(histogramView_);
+    return panel;
+}
+
 QWidget* PreviewWindow::makeOutputPanel() {
     auto* panel = new QGroupBox(tr("After fusing"));
     auto* column = new QVBoxLayout(panel);
@@ -103,8 +120,8 @@ QWidget* PreviewWindow::makeOutputPanel() {
     for (int id = 0; id < titles.size(); ++id) {
         auto* button = new QRadioButton(titles[id]);
         button->setObjectName("afterEnfusing" + QString::number(id));
-        // Without their windows these two choices would do nothing.
-        button->setEnabled(id != showInWindow && id != showPanorama);
+        // Without its window this choice would do nothing.
+        button->setEnabled(id != showPanorama);
         afterEnfusingRadioButtons_->addButton(button, id);
         column->addWidget(button);
     }
@@ -224,12 +241,17 @@ void PreviewWindow::updatePreviewImageOnMainThread() {
     // The stack may have been taken out while its fusion ran.
     if (gNumSourceImages < 2) return;
     QImage screen;
+    Image image;
     {
         const std::lock_guard lock(mutex_);
         screen = screenImage_;
+        image = enfuseImage_;
     }
     enfusedView_->setImage(screen);
-    enfusedView_->repaint();  // seen at once, not only when the detail has been fused too
+    histogramView_->createHistogramForImage(image);
+    // Seen at once, not only when the detail has been fused too.
+    enfusedView_->repaint();
+    histogramView_->repaint();
     createDetailImages();
     Q_EMIT previewShown();
 }
@@ -287,11 +309,27 @@ void PreviewWindow::doFullEnfuseOnThread(const std::shared_ptr<EnfusingProgressD
 }
 
 void PreviewWindow::actAfterEnfusing() {
-    if (afterEnfusingRadioButtons_->checkedId() == openWithDefaultProgram) {
-        if (!QDesktopServices::openUrl(UrlFromPath(gEnfuseSavePath))) {
-            Log("No program opens " + gEnfuseSavePath.native());
-        }
+    switch (afterEnfusingRadioButtons_->checkedId()) {
+        case showInWindow:
+            showOutputImage();
+            break;
+        case openWithDefaultProgram:
+            if (!QDesktopServices::openUrl(UrlFromPath(gEnfuseSavePath))) {
+                Log("No program opens " + gEnfuseSavePath.native());
+            }
+            break;
+        default:
+            break;
     }
+}
+
+OutputImageWindow* PreviewWindow::outputImageWindow() const {
+    return outputImageWindow_;
+}
+
+void PreviewWindow::showOutputImage() {
+    outputImageWindow_ = new OutputImageWindow;
+    outputImageWindow_->init();
 }
 
 }  // namespace lumaweave

@@ -2,6 +2,7 @@
 
 #include <QImage>
 #include <QPointF>
+#include <QPointer>
 #include <QSize>
 #include <QTimer>
 #include <QWidget>
@@ -19,10 +20,13 @@ class QPushButton;
 namespace lumaweave {
 
 class EnfusingProgressDialog;
+class HistogramView;
 class ImageView;
+class OutputImageWindow;
 
-// Shows the fused preview of the whole frame and a 1:1 crop of the fusion around the clicked point,
-// and fuses the full-size images on command. Main thread, but for the functions that say otherwise.
+// Shows the fused preview of the whole frame, a 1:1 crop of the fusion around the clicked point and
+// the preview's histogram, and fuses the full-size images on command. Main thread, but for the
+// functions that say otherwise.
 class PreviewWindow : public QWidget {
     Q_OBJECT
 
@@ -43,7 +47,7 @@ class PreviewWindow : public QWidget {
 
     // Fuses the preview, then shows it and waits for that. Background thread.
     void doEnfusePreviewOnThread();
-    // Shows enfuseImage and rebuilds the detail view.
+    // Shows enfuseImage and its histogram, and rebuilds the detail view.
     void updatePreviewImageOnMainThread();
     // Writes each loaded cell's crop around gDetailCoord and fuses the crops into the detail view.
     void createDetailImages();
@@ -54,10 +58,16 @@ class PreviewWindow : public QWidget {
     // The full-size fusion's worker. Background thread.
     void doFullEnfuseOnThread(const std::shared_ptr<EnfusingProgressDialog>& dialog);
 
+    // Opens a window on the file that the last full-size fusion was to write.
+    void showOutputImage();
+    // The last one opened; none when it could not be shown or has been closed.
+    [[nodiscard]] OutputImageWindow* outputImageWindow() const;
+
     [[nodiscard]] ImageView* enfusedView() const { return enfusedView_; }
     void setEnfusedView(ImageView* view) { enfusedView_ = view; }
     [[nodiscard]] ImageView* detailView() const { return detailView_; }
     void setDetailView(ImageView* view) { detailView_ = view; }
+    [[nodiscard]] HistogramView* histogramView() const { return histogramView_; }
     [[nodiscard]] QButtonGroup* afterEnfusingRadioButtons() const {
         return afterEnfusingRadioButtons_;
     }
@@ -66,7 +76,8 @@ class PreviewWindow : public QWidget {
     [[nodiscard]] QAction* fuseAction() const { return fuseAction_; }
     void updateFuseCommand();
 
-    // Empties both views, and forgets the fused preview: it belongs to a stack that has gone.
+    // Empties the two picture views (the histogram stays that of the last preview), and forgets the
+    // fused preview: it belongs to a stack that has gone.
     void blankViews();
 
     // The preview last loaded. Any thread.
@@ -83,6 +94,7 @@ class PreviewWindow : public QWidget {
 
   private:
     void makeLayout();
+    QWidget* makeHistogramPanel();
     QWidget* makeOutputPanel();
     void noteViewSizes();
     void runFullSizeFusion();
@@ -90,11 +102,13 @@ class PreviewWindow : public QWidget {
 
     ImageView* enfusedView_ = nullptr;
     ImageView* detailView_ = nullptr;
+    HistogramView* histogramView_ = nullptr;
     QButtonGroup* afterEnfusingRadioButtons_ = nullptr;
     QPushButton* fuseButton_ = nullptr;
     QAction* fuseAction_ = nullptr;
     std::atomic<bool> forgetPreview_ = false;
     std::shared_ptr<EnfusingProgressDialog> progressDialog_;
+    QPointer<OutputImageWindow> outputImageWindow_;
     QTimer settled_;
 
     mutable std::mutex mutex_;  // guards what follows

@@ -1,14 +1,30 @@
 #include "sources/SourceCellImageView.h"
 
 #include <QDropEvent>
+#include <QFile>
+#include <QMouseEvent>
 
 #include "app/SharedState.h"
+#include "preview/SourceImageWindow.h"
+#include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
 
 namespace lumaweave {
 
 SourceCellImageView::SourceCellImageView(QWidget* parent) : ImageView(parent) {
     setAcceptDrops(true);
+}
+
+void SourceCellImageView::mousePressEvent(QMouseEvent* event) {
+    if (event->button() == Qt::LeftButton) mouseDown();
+}
+
+void SourceCellImageView::mouseDown() {
+    const SourceCellViewController* cell = gSourceCells.at(static_cast<std::size_t>(cellNum_));
+    const Image image = cell->theImage();
+    if (image.isNull()) return;
+    auto* window = new SourceImageWindow;
+    window->initWithImage(image, QFile::decodeName(cell->filenameToDisplay().c_str()));
 }
 
 void SourceCellImageView::dragEnterEvent(QDragEnterEvent* event) {

@@ -223,6 +223,14 @@ void SourceCellViewController::refreshScaledSource() {
 void SourceCellViewController::showControls(bool filled) {
     useCheckBox()->setVisible(filled);
     layout_->removeButton->setVisible(filled);
+    if (filled) {
+        cellImageView()->setCursor(Qt::PointingHandCursor);
+        cellImageView()->setToolTip(
+            SourceCellImageView::tr("Click to see this shot at full size."));
+    } else {
+        cellImageView()->unsetCursor();
+        cellImageView()->setToolTip({});
+    }
 }
 
 void SourceCellViewController::updateViewWithImageOnMainThread() {

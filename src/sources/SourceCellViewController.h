@@ -57,6 +57,9 @@ class SourceCellViewController {
     // more images); otherwise both views are blanked. Main thread.
     void removeCellAction(const QObject* sender);
 
+    // Nothing: the full-size view is opened by a click on the thumbnail.
+    void showSourceFullSizeAction(const QObject*) {}
+
     [[nodiscard]] int cellNum() const { return cellNum_; }
     void setCellNum(int number) { cellNum_ = number; }  // once, before any thread
     [[nodiscard]] bool enabled() const;

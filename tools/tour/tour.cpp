@@ -1,10 +1,12 @@
 // Takes the program through its usual use without a person: loads the given shots, waits for the
-// preview, picks a detail, fuses full size, and saves the result and a picture of every window, in
-// a light and a dark theme, large and small. For looking at the program where there is no display.
+// preview, picks a detail, opens a shot, fuses full size, looks at the result, and saves it and a
+// picture of every window, in a light and a dark theme, large and small. For looking at the program
+// where there is no display.
 //
 // lumaweave-tour OUTPUT_FOLDER SHOT...   (lines for people begin with "tour: ")
 
 #include <QApplication>
+#include <QButtonGroup>
 #include <QDockWidget>
 #include <QEvent>
 #include <QFile>
@@ -25,13 +27,19 @@
 #include "app/MainInterface.h"
 #include "app/ProgramRun.h"
 #include "app/Services.h"
+#include "app/SharedState.h"
 #include "platform/Log.h"
 #include "platform/Threads.h"
 #include "preview/EnfusingProgressDialog.h"
+#include "preview/OutputImageWindow.h"
 #include "preview/PreviewWindow.h"
+#include "preview/SourceImageWindow.h"
 #include "sources/LoadingDialog.h"
+#include "sources/SourceCellImageView.h"
+#include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
 #include "widgets/ImageView.h"
+#include "widgets/ZoomView.h"
 
 namespace lumaweave {
 
@@ -157,8 +165,50 @@ void takeScreenshots(MainInterface& windows, const fs::path& folder) {
     runUntilIdle();
 }
 
+// Pictures of a picture window in both themes: the whole picture, then its middle pixel by pixel.
+void visitPictureWindow(QWidget& window, ZoomView& view, const fs::path& folder,
+                        const std::string& name) {
+    const auto isSharp = [&view] { return view.isSharp(); };
+    const QPalette light = QApplication::palette();
+    runUntil(isSharp, "the picture");
+    saveScreenshot(window, folder / (name + "-light.png"));
+    QApplication::setPalette(darkPalette());
+    view.zoomToActualSize();
+    runUntil(isSharp, "the picture pixel by pixel");
+    saveScreenshot(window, folder / (name + "-dark-1-to-1.png"));
+    QApplication::setPalette(light);
+    window.close();
+}
+
+void lookAtAShot(const fs::path& folder) {
+    // A click, as the mouse would make it.
+    SourceCellImageView* thumbnail = gSourceCells.front()->cellImageView();
+    const QPointF middle = thumbnail->rect().center();
+    QMouseEvent press(QEvent::MouseButtonPress, middle, thumbnail->mapToGlobal(middle),
+                      Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(thumbnail, &press);
+    for (QWidget* window : QApplication::topLevelWidgets()) {
+        if (auto* shot = qobject_cast<SourceImageWindow*>(window)) {
+            visitPictureWindow(*shot, *shot->theView(), folder, "source-window");
+            return;
+        }
+    }
+    giveUp("no window opened on the shot");
+}
+
+void lookAtTheResult(const PreviewWindow& preview, const fs::path& folder) {
+    OutputImageWindow* window = preview.outputImageWindow();
+    if (window == nullptr) giveUp("no window opened on the result");
+    runUntil([window] { return window->isVisible(); }, "the result's window");
+    visitPictureWindow(*window, *window->theView(), folder, "result-window");
+}
+
 void fuseFullSize(MainInterface& windows, const fs::path& result) {
     SetSaveFilenameChooser([result] { return result; });
+    windows.previewWindow()
+        ->afterEnfusingRadioButtons()
+        ->button(PreviewWindow::showInWindow)
+        ->click();
     windows.previewWindow()->fuseButton()->click();
     runUntilIdle();
     if (!fs::exists(result)) giveUp("no fused file was written");
@@ -182,7 +232,9 @@ int tour(const fs::path& folder, const std::vector<fs::path>& shots) {
     clickPicture(*windows.previewWindow());
     runUntilIdle();
     takeScreenshots(windows, folder);
+    lookAtAShot(folder);
     fuseFullSize(windows, folder / "fused.tif");
+    lookAtTheResult(*windows.previewWindow(), folder);
     return EXIT_SUCCESS;
 }
 

@@ -1,0 +1,85 @@
+#include "preview/OutputImageWindow.h"
+
+#include <QFile>
+#include <QGuiApplication>
+#include <QPointer>
+
+#include "app/Services.h"
+#include "app/SharedState.h"
+#include "imaging/ImageDecoder.h"
+#include "platform/Log.h"
+#include "platform/Threads.h"
+#include "ui_OutputImageWindow.h"
+#include "widgets/ZoomView.h"
+
+namespace lumaweave {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr auto sizeKey = "arrangement/outputImageWindow";
+
+constexpr auto unreadable =
+    "Enfuse was not able to generate an image.  Check the Console log for details, but sometimes "
+    "this happens when the source TIFF files are corrupt or not all the same format.  Opening the "
+    "images in Photoshop and re-saving usually fixes this problem (do a Save As...).";
+
+}  // namespace
+
+// Says that something is on its way while the program stays usable.
+class OutputImageWindow::BusyPointer {
+  public:
+    BusyPointer() { QGuiApplication::setOverrideCursor(Qt::BusyCursor); }
+    ~BusyPointer() { QGuiApplication::restoreOverrideCursor(); }
+    BusyPointer(const BusyPointer&) = delete;
+    BusyPointer& operator=(const BusyPointer&) = delete;
+};
+
+OutputImageWindow::OutputImageWindow()
+    : ImageWindow(sizeKey), layout_(std::make_unique<Ui::OutputImageWindow>()) {
+    layout_->setupUi(this);
+    layout_->zoomBar->setView(theView());
+    theView()->setFocus();  // for the arrow keys
+}
+
+OutputImageWindow::~OutputImageWindow() = default;
+
+ZoomView* OutputImageWindow::theView() const {
+    return layout_->theView;
+}
+
+void OutputImageWindow::init() {
+    const fs::path path = gEnfuseSavePath;
+    setTitle(QFile::decodeName(path.filename().c_str()));
+    loading_ = std::make_unique<BusyPointer>();
+    performInBackground([self = QPointer(this), path] {
+        const Image image = decodeImage(path);
+        performOnMainThread(
+            [self, image] {
+                // It may have been closed with the program.
+                if (!self.isNull()) self->showImage(image);
+            },
+            Wait::no);
+    });
+}
+
+void OutputImageWindow::showImage(const Image& image) {
+    loading_.reset();
+    if (!image.isNull()) {
+        theView()->setImage(image);
+        centreAndShow();
+        return;
+    }
+    Log("OutputImageWindow : image == nil");
+    const QPointer<OutputImageWindow> self(this);
+    DoAlert(unreadable);
+    // Whoever ends the program while the alert is up may have deleted it.
+    if (!self.isNull()) deleteLater();
+}
+
+void OutputImageWindow::windowWillClose() {
+    theView()->setImage({});
+}
+
+}  // namespace lumaweave

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <memory>
+
+#include "preview/ImageWindow.h"
+
+namespace Ui {
+class OutputImageWindow;
+}
+
+namespace lumaweave {
+
+class Image;
+class ZoomView;
+
+// Shows the file that a full-size fusion has written. Main thread.
+class OutputImageWindow : public ImageWindow {
+    Q_OBJECT
+
+  public:
+    OutputImageWindow();
+    ~OutputImageWindow() override;
+
+    // Loads the file at gEnfuseSavePath, in the background, and then shows the window, which keeps
+    // itself until it is closed. A file that cannot be loaded is told in an alert; the window is
+    // then never shown, and deletes itself. Once; the window must have been made with new.
+    void init();
+
+    [[nodiscard]] ZoomView* theView() const;
+
+  protected:
+    void windowWillClose() override;
+
+  private:
+    class BusyPointer;
+
+    void showImage(const Image& image);
+
+    std::unique_ptr<Ui::OutputImageWindow> layout_;
+    std::unique_ptr<BusyPointer> loading_;
+};
+
+}  // namespace lumaweave
