@@ -4,6 +4,8 @@
 #include <array>
 #include <cstdint>
 
+#include "imaging/PixelData.h"
+#include "imaging/ScreenImage.h"
 #include "platform/Log.h"
 
 namespace lumaweave {
@@ -41,31 +43,67 @@ std::size_t pixelCount(const RgbaBitmap& bitmap) {
     return std::min(static_cast<std::size_t>(product), bitmap.byteCount / 4);
 }
 
+class Counter {
+  public:
+    explicit Counter(int binCount)
+        : binCount_(std::max(0, binCount)), counts_(2 * static_cast<std::size_t>(binCount_)) {}
+
+    void add(const RgbaBitmap& bitmap) {
+        if (bitmap.bytesPerRow != 4 * static_cast<std::size_t>(std::max(0, bitmap.pixelsWide))) {
+            Log("crap, bad rowbytes!");
+        }
+        if (binCount_ == 0) return;
+        static const Luminance luminance;
+        const auto bins = static_cast<float>(binCount_);
+        const auto last = static_cast<std::size_t>(binCount_) - 1;
+        const std::size_t pixels = pixelCount(bitmap);
+        for (std::size_t i = 0; i < pixels; ++i) {
+            const auto index = static_cast<std::size_t>(luminance.of(bitmap.bytes + 4 * i) * bins);
+            ++counts_[2 * std::min(index, last) + i % 2];
+        }
+    }
+
+    [[nodiscard]] std::vector<float> bins() const {
+        // Counting in single precision, one by one, comes to a halt where the next number is two
+        // away.
+        constexpr std::uint32_t halt = 1U << 24;
+        std::vector<float> result;
+        for (std::size_t i = 0; i < counts_.size(); i += 2)
+            result.push_back(static_cast<float>(std::min(counts_[i] + counts_[i + 1], halt)));
+        return result;
+    }
+
+  private:
+    int binCount_;
+    // Two counts for each bin. Neighbouring pixels often fall into the same one; counted in turns,
+    // none has to wait for the one before it.
+    std::vector<std::uint32_t> counts_;
+};
+
 }  // namespace
 
 std::vector<float> luminanceHistogram(const RgbaBitmap& bitmap, int binCount) {
-    if (bitmap.bytesPerRow != 4 * static_cast<std::size_t>(std::max(0, bitmap.pixelsWide))) {
-        Log("crap, bad rowbytes!");
+    Counter counter(binCount);
+    counter.add(bitmap);
+    return counter.bins();
+}
+
+std::vector<float> luminanceHistogram(const Image& image, int binCount) {
+    Counter counter(binCount);
+    if (image.isNull()) return counter.bins();
+    const PixelData& pixels = image.pixels();
+    // A few rows at a time: they are still in the processor's cache when they are counted.
+    constexpr int rowsAtATime = 16;
+    PixelData rows = pixels;
+    for (int y = 0; y < pixels.height; y += rowsAtATime) {
+        rows.bytes = pixels.row<std::byte>(y);
+        rows.height = std::min(rowsAtATime, pixels.height - y);
+        const QImage bytes = fileValues(rows);
+        counter.add({bytes.constBits(), static_cast<std::size_t>(bytes.sizeInBytes()),
+                     bytes.width(), bytes.height(),
+                     static_cast<std::size_t>(bytes.bytesPerLine())});
     }
-    if (binCount <= 0) return {};
-    static const Luminance luminance;
-    const auto bins = static_cast<float>(binCount);
-    const auto last = static_cast<std::size_t>(binCount) - 1;
-    // Neighbouring pixels often fall into the same bin; counting them in turns in two rows of bins
-    // does not have to wait for the one before.
-    std::vector<std::uint32_t> counts(2 * static_cast<std::size_t>(binCount));
-    const std::size_t pixels = pixelCount(bitmap);
-    for (std::size_t i = 0; i < pixels; ++i) {
-        const auto index = static_cast<std::size_t>(luminance.of(bitmap.bytes + 4 * i) * bins);
-        ++counts[2 * std::min(index, last) + i % 2];
-    }
-    // Counting in single precision, one by one, comes to a halt where the next number is two away.
-    constexpr std::uint32_t halt = 1U << 24;
-    std::vector<float> result(static_cast<std::size_t>(binCount));
-    for (std::size_t bin = 0; bin < result.size(); ++bin) {
-        result[bin] = static_cast<float>(std::min(counts[2 * bin] + counts[2 * bin + 1], halt));
-    }
-    return result;
+    return counter.bins();
 }
 
 void normaliseHistogram(std::vector<float>& bins, float height) {

@@ -5,6 +5,8 @@
 
 namespace lumaweave {
 
+class Image;
+
 // How the brightness of a picture is distributed. Functions of values; any thread.
 
 // A picture of four bytes a pixel, red first, top row first. The bytes belong to the caller.
@@ -21,6 +23,9 @@ struct RgbaBitmap {
 // run: padded ones are logged and read like that all the same, but never past the bitmap's end. The
 // sums are those of single precision: a bin that has reached 2^24 stays there.
 [[nodiscard]] std::vector<float> luminanceHistogram(const RgbaBitmap& bitmap, int binCount);
+
+// The same for the values that the picture's file holds, as bytes: not converted by its profile.
+[[nodiscard]] std::vector<float> luminanceHistogram(const Image& image, int binCount);
 
 // Scales the bins so that the highest becomes `height`. Bins that are all empty become values that
 // are not numbers.

@@ -168,10 +168,6 @@ Image Image::thinned(int pixelsWide, int pixelsHigh) const {
         });
 }
 
-QImage Image::toFileValues() const {
-    return isNull() ? QImage() : fileValues(*pixels_);
-}
-
 QImage Image::toScreen() const {
     return isNull() ? QImage() : screenImage(*pixels_);
 }

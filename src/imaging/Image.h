@@ -67,10 +67,6 @@ class Image {
     // profile. Takes 4 bytes a pixel: scale large pictures down first. Null gives a null image.
     [[nodiscard]] QImage toScreen() const;
 
-    // The values that the file holds, as 8-bit RGBA (not premultiplied) without a gap between rows:
-    // for counting, not for the screen. Null gives a null image.
-    [[nodiscard]] QImage toFileValues() const;
-
     // The pixels themselves, for the rest of imaging/ only.
     [[nodiscard]] const PixelData& pixels() const { return *pixels_; }
     [[nodiscard]] bool sharesPixelsWith(const Image& other) const {

@@ -17,24 +17,37 @@ template <typename Sample>
 unsigned char toByte(Sample value) {
     if constexpr (std::is_same_v<Sample, unsigned char>) return value;
     if constexpr (std::is_same_v<Sample, unsigned short>) {
-        return static_cast<unsigned char>((value * 255U + 32767U) / 65535U);
+        // The nearest of all 256, as a division by 65535 and rounding would give it.
+        return static_cast<unsigned char>((value * 255U + 32895U) >> 16U);
     }
     // Written so that a value that is not a number becomes black.
     const auto scaled = static_cast<float>(value) * 255.0F + 0.5F;
     return scaled > 0 ? static_cast<unsigned char>(std::min(scaled, 255.0F)) : 0;
 }
 
-template <typename Sample>
-void convertRow(const Sample* from, const PixelFormat& format, int width, uchar* to) {
-    const int samples = format.samples();
-    const int green = format.colours == 3 ? 1 : 0;
+// With the kind of pixel known beforehand, the compiler turns the loop into vector instructions.
+template <int colours, bool alpha, typename Sample>
+void convertPixels(const Sample* from, int width, uchar* to) {
+    constexpr int samples = colours + (alpha ? 1 : 0);
+    constexpr int green = colours == 3 ? 1 : 0;
     for (int x = 0; x < width; ++x) {
         to[0] = toByte(from[0]);
         to[1] = toByte(from[green]);
         to[2] = toByte(from[green * 2]);
-        to[3] = format.alpha ? toByte(from[samples - 1]) : 255;
+        to[3] = alpha ? toByte(from[samples - 1]) : 255;
         from += samples;
         to += 4;
+    }
+}
+
+template <typename Sample>
+void convertRow(const Sample* from, const PixelFormat& format, int width, uchar* to) {
+    if (format.colours == 3) {
+        format.alpha ? convertPixels<3, true>(from, width, to)
+                     : convertPixels<3, false>(from, width, to);
+    } else {
+        format.alpha ? convertPixels<1, true>(from, width, to)
+                     : convertPixels<1, false>(from, width, to);
     }
 }
 

@@ -24,11 +24,7 @@ void HistogramView::awakeFromNib() {
 }
 
 void HistogramView::createHistogramForImage(const Image& image) {
-    const QImage bytes = image.toFileValues();
-    histogramData_ = luminanceHistogram(
-        {bytes.constBits(), static_cast<std::size_t>(bytes.sizeInBytes()), bytes.width(),
-         bytes.height(), static_cast<std::size_t>(bytes.bytesPerLine())},
-        width());
+    histogramData_ = luminanceHistogram(image, width());
     normaliseHistogram(*histogramData_, static_cast<float>(height()));
     update();
 }

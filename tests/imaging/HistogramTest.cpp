@@ -7,7 +7,8 @@
 #include <random>
 #include <vector>
 
-#include "imaging/Image.h"
+#include "imaging/PixelData.h"
+#include "imaging/ScreenImage.h"
 #include "support/Pictures.h"
 #include "support/Recorders.h"
 
@@ -139,6 +140,20 @@ TEST(Histogram, ABinStandsStillAtTwoToThe24) {
     EXPECT_EQ(bins, countedOneByOne(bytes, 2));
 }
 
+TEST(Histogram, APicturesValuesAreCountedAsBytes) {
+    // More rows than are taken at a time, and not a multiple of them.
+    for (const int height : {1, 16, 37}) {
+        const Image picture =
+            test::makeImage(211, height, {3, true, SampleType::uint16}, test::sceneAt(1));
+        const QImage bytes = fileValues(picture.pixels());
+        const RgbaBitmap bitmap = {bytes.constBits(), static_cast<std::size_t>(bytes.sizeInBytes()),
+                                   211, height, 4 * 211};
+        EXPECT_EQ(luminanceHistogram(picture, 432), luminanceHistogram(bitmap, 432));
+    }
+    EXPECT_THAT(luminanceHistogram(Image(), 3), Each(0.0F));
+    EXPECT_THAT(luminanceHistogram(Image(), -1), IsEmpty());
+}
+
 TEST(Histogram, RowsWithoutAGapAreNotWarnedOf) {
     const LogRecorder log;
     [[maybe_unused]] const auto bins = luminanceHistogram(packed(Bytes(24), 3, 2), 4);
@@ -209,7 +224,7 @@ TEST(Histogram, BarsAreMultipliedByARoundedScale) {
 }
 
 TEST(Histogram, APictureWithoutPixelsHasBarsThatAreNoNumbers) {
-    std::vector<float> bins = luminanceHistogram({}, 5);
+    std::vector<float> bins = luminanceHistogram(RgbaBitmap{}, 5);
     EXPECT_THAT(bins, Each(0.0F));
     EXPECT_EQ(bins.size(), 5U);
     normaliseHistogram(bins, 40);

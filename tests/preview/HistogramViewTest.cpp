@@ -8,6 +8,8 @@
 #include <string_view>
 
 #include "imaging/Histogram.h"
+#include "imaging/PixelData.h"
+#include "imaging/ScreenImage.h"
 #include "imaging/VipsLibrary.h"
 #include "platform/Log.h"
 #include "preview/PreviewWindow.h"
@@ -32,9 +34,9 @@ Image greys(int count, const PixelFormat& format = {}) {
     return makeImage(count, 1, format, [](int x, int, int) { return x / 255.0; });
 }
 
-// The bins that would be counted one by one of these greys.
+// The bars of the picture's own values.
 std::vector<float> expectedBars(const Image& image, int width, int height) {
-    const QImage bytes = image.toFileValues();
+    const QImage bytes = fileValues(image.pixels());
     std::vector<float> bins = luminanceHistogram(
         {bytes.constBits(), static_cast<std::size_t>(bytes.sizeInBytes()), bytes.width(),
          bytes.height(), static_cast<std::size_t>(bytes.bytesPerLine())},
@@ -188,7 +190,7 @@ TEST_F(HistogramViewTest, EveryDepthAndGreyIsCountedAsEightBits) {
     const Image picture = makeImage(256, 40, {}, sceneAt(1));
     view.createHistogramForImage(picture);
     const std::vector<float> expected = *view.histogramData();
-    const QImage bytes = picture.toFileValues();
+    const QImage bytes = fileValues(picture.pixels());
     for (const PixelFormat& format : {PixelFormat{3, true, SampleType::uint8},
                                       {3, false, SampleType::uint16},
                                       {3, true, SampleType::uint16},
