@@ -45,6 +45,21 @@ QRectF scaledArea(const QRect& rectangle, QPointF scale) {
             rectangle.height() * scale.y()};
 }
 
+// Draws a picture, or of a much enlarged one only the part that is visible: far outside, the
+// painter's coordinates come to an end.
+void drawVisible(QPainter& painter, const QRect& target, const QImage& picture,
+                 const QRect& visible) {
+    constexpr int longest = 16'384;
+    if (std::max(target.width(), target.height()) <= longest) {
+        painter.drawImage(target, picture);
+        return;
+    }
+    const QRect shown = target & visible;
+    const QPointF scale = ratio(picture.size(), target.size());
+    painter.drawImage(QRectF(shown), picture,
+                      scaledArea(shown.translated(-target.topLeft()), scale));
+}
+
 }  // namespace
 
 void ScreenTiles::setImage(const Image& image) {
@@ -140,7 +155,7 @@ void ScreenTiles::paintTiles(QPainter& painter, const TileSet& set) const {
     const QPointF scale = ratio(size_, set.grid);
     for (auto tile = set.tiles.begin(); tile != set.tiles.end(); ++tile) {
         const QRect target = enlarged(tileRectangle(tile.key(), set.grid), scale);
-        if (target.intersects(visible_)) painter.drawImage(target, tile.value());
+        if (target.intersects(visible_)) drawVisible(painter, target, tile.value(), visible_);
     }
 }
 
@@ -148,7 +163,7 @@ void ScreenTiles::paint(QPainter& painter) const {
     if (visible_.isEmpty()) return;
     if (!isComplete()) {
         painter.setRenderHint(QPainter::SmoothPixmapTransform);
-        if (overview_) painter.drawImage(QRect(QPoint(0, 0), size_), *overview_);
+        if (overview_) drawVisible(painter, QRect(QPoint(0, 0), size_), *overview_, visible_);
         painter.setRenderHint(QPainter::SmoothPixmapTransform, false);
         if (!last_.tiles.isEmpty()) paintTiles(painter, last_);
     }

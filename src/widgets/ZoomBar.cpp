@@ -37,15 +37,15 @@ ZoomBar::ZoomBar(QWidget* parent) : QWidget(parent) {
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(6, 4, 6, 4);
     fitAction_ = addCommand("fitAction", tr("Fit"), tr("The whole picture (0, or double click)"),
-                            {Qt::Key_0, Qt::CTRL | Qt::Key_0}, &ZoomView::zoomToFit);
+                            {Qt::Key_0, Qt::CTRL | Qt::Key_0});
     actualSizeAction_ =
         addCommand("actualSizeAction", tr("1:1"),
                    tr("One pixel of the picture on each of the screen (1, or double click)"),
-                   {Qt::Key_1, Qt::CTRL | Qt::Key_1}, &ZoomView::zoomToActualSize);
+                   {Qt::Key_1, Qt::CTRL | Qt::Key_1});
     for (QAction* action : {fitAction_, actualSizeAction_})
         action->setCheckable(true);
-    addCommand("zoomOutAction", tr("−"), tr("Smaller (−, or the wheel)"),
-               {Qt::Key_Minus, QKeySequence::ZoomOut}, &ZoomView::zoomOut);
+    zoomOutAction_ = addCommand("zoomOutAction", tr("−"), tr("Smaller (−, or the wheel)"),
+                                {Qt::Key_Minus, QKeySequence::ZoomOut});
     zoomLabel_ = new QLabel;
     zoomLabel_->setObjectName("zoomLabel");
     zoomLabel_->setAlignment(Qt::AlignCenter);
@@ -54,9 +54,9 @@ ZoomBar::ZoomBar(QWidget* parent) : QWidget(parent) {
         tr("The size on screen. Drag the picture or use the arrow keys to "
            "see the rest of it."));
     row->addWidget(zoomLabel_);
-    addCommand("zoomInAction", tr("+"), tr("Larger (+, or the wheel)"),
-               {Qt::Key_Plus, Qt::Key_Equal, QKeySequence::ZoomIn, Qt::CTRL | Qt::Key_Equal},
-               &ZoomView::zoomIn);
+    zoomInAction_ =
+        addCommand("zoomInAction", tr("+"), tr("Larger (+, or the wheel)"),
+                   {Qt::Key_Plus, Qt::Key_Equal, QKeySequence::ZoomIn, Qt::CTRL | Qt::Key_Equal});
     imageLabel_ = new ElidedLabel;
     imageLabel_->setObjectName("imageLabel");
     imageLabel_->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
@@ -64,16 +64,11 @@ ZoomBar::ZoomBar(QWidget* parent) : QWidget(parent) {
 }
 
 QAction* ZoomBar::addCommand(const QString& name, const QString& text, const QString& toolTip,
-                             const QList<QKeySequence>& keys, void (ZoomView::*command)()) {
+                             const QList<QKeySequence>& keys) {
     auto* action = new QAction(text, this);
     action->setObjectName(name);
     action->setToolTip(toolTip);
     action->setShortcuts(keys);
-    connect(action, &QAction::triggered, this, [this, command] {
-        if (view_ == nullptr) return;
-        (view_->*command)();
-        showZoom();
-    });
     addAction(action);
     auto* button = new QToolButton;
     button->setDefaultAction(action);
@@ -87,6 +82,10 @@ QAction* ZoomBar::addCommand(const QString& name, const QString& text, const QSt
 
 void ZoomBar::setView(ZoomView* view) {
     view_ = view;
+    connect(fitAction_, &QAction::triggered, view, &ZoomView::zoomToFit);
+    connect(actualSizeAction_, &QAction::triggered, view, &ZoomView::zoomToActualSize);
+    connect(zoomOutAction_, &QAction::triggered, view, &ZoomView::zoomOut);
+    connect(zoomInAction_, &QAction::triggered, view, &ZoomView::zoomIn);
     connect(view, &ZoomView::zoomChanged, this, &ZoomBar::showZoom);
     connect(view, &ZoomView::imageChanged, this, &ZoomBar::showImage);
     showImage();

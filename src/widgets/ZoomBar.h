@@ -26,13 +26,15 @@ class ZoomBar : public QWidget {
 
   private:
     QAction* addCommand(const QString& name, const QString& text, const QString& toolTip,
-                        const QList<QKeySequence>& keys, void (ZoomView::*command)());
+                        const QList<QKeySequence>& keys);
     void showZoom();
     void showImage();
 
     ZoomView* view_ = nullptr;
     QAction* fitAction_ = nullptr;
     QAction* actualSizeAction_ = nullptr;
+    QAction* zoomOutAction_ = nullptr;
+    QAction* zoomInAction_ = nullptr;
     QLabel* zoomLabel_ = nullptr;
     ElidedLabel* imageLabel_ = nullptr;
 };

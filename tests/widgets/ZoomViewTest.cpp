@@ -340,6 +340,22 @@ TEST_F(ZoomViewTest, PixelsAreMadeReadyInTheBackgroundAndSomethingStandsInForThe
         EXPECT_LE(largestDifference(image.pixelColor(point), QColor(10, 200, 30)), 1);
 }
 
+// From the whole picture to the largest zoom at once: what stands in is enlarged far beyond the
+// view.
+TEST_F(ZoomViewTest, SomethingStandsInAlsoFarEnlarged) {
+    show(makeImage(6000, 4000, {1, false, SampleType::uint8},
+                   [](int x, int, int) { return x < 3000 ? 0.2 : 0.8; }));
+    ASSERT_TRUE(waitForBackgroundTasks());
+    view->zoomTo(largestZoom, {300, 200});
+    EXPECT_FALSE(view->isSharp());
+    for (int i = 0; i < 2; ++i) {
+        const QImage image = screen();
+        EXPECT_EQ(image.pixelColor(50, 200), QColor(51, 51, 51));
+        EXPECT_EQ(image.pixelColor(550, 200), QColor(204, 204, 204));
+        ASSERT_TRUE(waitUntilSharp());
+    }
+}
+
 // Of 24 megapixels only about as many are held as the view shows.
 TEST_F(ZoomViewTest, ALargePictureIsNeverHeldWhole) {
     show(plain(6000, 4000, Qt::blue, {1, false, SampleType::uint8}));
