@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QtGlobal>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -260,11 +261,46 @@ TEST_F(AdaptersTest, ASingleInputIsCopiedInsteadOfAligned) {
     EXPECT_EQ(readFile(input), "the pixels");
 }
 
+// What becomes an input once it has been aligned and is aligned again.
+TEST_F(AdaptersTest, ASingleInputMayBeItsOwnOutputAndIsWrittenAnew) {
+    const std::string prefix = (folder / "aligned").native();
+    const fs::path file = folder.write("aligned0000.tif", "the pixels");
+    struct stat before {};
+    ASSERT_EQ(stat(file.c_str(), &before), 0);
+    (void)align({"-v", "-a", prefix, "-c", "8", "-g", "5", file.native()});
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(readFile(file), "the pixels");
+    struct stat after {};
+    ASSERT_EQ(stat(file.c_str(), &after), 0);
+    EXPECT_NE(before.st_ino, after.st_ino);
+    EXPECT_FALSE(fs::exists(prefix + "0000.tif.part"));
+}
+
+TEST_F(AdaptersTest, TheAlignerIsToldTheFieldOfViewInTheFileBesideThePrefix) {
+    const std::string prefix = (folder / "aligned shot").native();
+    (void)folder.write("aligned shot.hfov", "73.740\n");
+    EXPECT_THAT(align({"-v", "-a", prefix, "-c", "8", "-g", "5", "a.tif", "b.tif"}),
+                ElementsAre("--use-given-order", "-f", "73.740", "-v", "-a", prefix, "-c", "8",
+                            "-g", "5", "a.tif", "b.tif"));
+    EXPECT_EQ(status, 0);
+}
+
+TEST_F(AdaptersTest, AFieldOfViewThatIsNoNumberIsPassedOver) {
+    const std::string prefix = (folder / "aligned").native();
+    for (const char* text : {"", "\n", "wide\n", "-4\n", "50 -o x\n", "$(id)\n", "5e1\n"}) {
+        (void)folder.write("aligned.hfov", text);
+        EXPECT_THAT(align({"-a", prefix, "a.tif", "b.tif"}),
+                    ElementsAre("--use-given-order", "-a", prefix, "a.tif", "b.tif"))
+            << text;
+    }
+}
+
 TEST_F(AdaptersTest, ASingleInputThatIsMissingIsAFailure) {
     const std::string prefix = (folder / "aligned").native();
     (void)align({"-a", prefix, (folder / "missing.tif").native()});
     EXPECT_NE(status, 0);
     EXPECT_FALSE(fs::exists(prefix + "0000.tif"));
+    EXPECT_FALSE(fs::exists(prefix + "0000.tif.part"));
 }
 
 TEST_F(AdaptersTest, WithoutInputsTheAlignerIsRun) {
