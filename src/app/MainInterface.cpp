@@ -131,6 +131,8 @@ void MainInterface::makeFileMenu() {
 
 void MainInterface::makeShotsMenu() {
     QMenu* menu = menuBar()->addMenu(tr("&Shots"));
+    menu->addAction(sources_->alignAction());
+    sources_->alignAction()->setShortcut(Qt::CTRL | Qt::Key_L);
     QAction* clear =
         menu->addAction(tr("&Clear All"), this, [this] { sources_->clearAllCellsAction(this); });
     clear->setObjectName("clearAllAction");

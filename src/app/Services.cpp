@@ -66,6 +66,13 @@ bool CanBeQuoted(const fs::path& path) {
            ShellActiveCharacter(path.native()) == '\0';
 }
 
+void AlertCommandLineTooLong() {
+    DoAlert(
+        "The paths of the images are too long for one command line.  Nothing was run.  TIFF shots "
+        "that are re-saved when they are added, and shorter names of files and folders, need "
+        "less.");
+}
+
 std::uint32_t SwizzleUInt32Long(const std::uint32_t* value) {
     return __builtin_bswap32(*value);
 }

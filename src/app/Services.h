@@ -39,6 +39,10 @@ void AppendQuotedPath(std::string& command, const std::filesystem::path& path);
 // The four bytes of the value pointed to, reversed.
 [[nodiscard]] std::uint32_t SwizzleUInt32Long(const std::uint32_t* value);
 
+// Tells the person that a tool's command line would be longer than longestCommandLine, so that
+// nothing was run. Any thread; no lock may be held.
+void AlertCommandLineTooLong();
+
 // Asks where to save a fused result. The path ends in ".tif" or ".tiff", can be quoted, and the
 // person has agreed to overwrite a file that is there; empty when they cancel. A path that cannot
 // be quoted, or that is a loaded shot's own, is refused with an alert, and asked for again. Main

@@ -47,13 +47,6 @@ fs::path fullSizeInput(const SourceCellViewController& cell) {
     return cell.enabled() ? cell.urlToImageFile() : fs::path();
 }
 
-void alertPathsTooLong() {
-    DoAlert(
-        "The paths of the images are too long for one command line.  Nothing was run.  TIFF shots "
-        "that are re-saved when they are added, and shorter names of files and folders, need "
-        "less.");
-}
-
 // Appends the inputs of the cells that take part, in cell order. Their number; none when the line
 // cannot be run because its paths are too long.
 std::optional<int> appendInputs(std::string& command, const InputOfCell& inputOfCell) {
@@ -76,7 +69,7 @@ std::optional<std::string> commandLine(const fs::path& output, const InputOfCell
     auto command = CreateEnfuseCommandString(output);
     if (!command) return std::nullopt;
     const auto inputs = appendInputs(*command, inputOfCell);
-    if (!inputs) alertPathsTooLong();
+    if (!inputs) AlertCommandLineTooLong();
     if (inputs.value_or(0) < 2) return std::nullopt;
     return command;
 }
@@ -175,7 +168,7 @@ bool FullRezCommandFits() {
     const auto tool = FusionTool();
     if (fits && tool) command = EnfuseCommandText(*tool, gEnfuseSavePath, CurrentFusionSettings());
     fits = fits && appendInputs(command, fullSizeInput).has_value();
-    if (!fits) alertPathsTooLong();
+    if (!fits) AlertCommandLineTooLong();
     return fits;
 }
 

@@ -115,6 +115,32 @@ Image SourceCellViewController::theImage() const {
 void SourceCellViewController::setTheImage(const Image& image) {
     set(&Fields::theImage, image);
 }
+
+SourceCellViewController::Holding SourceCellViewController::holding() const {
+    const std::lock_guard lock(mutex_);
+    return {fields_.urlToImageFile, fields_.theImage};
+}
+
+// With the lock held.
+bool SourceCellViewController::stillHolds(const Holding& held) const {
+    return fields_.urlToImageFile == held.urlToImageFile &&
+           fields_.theImage.sharesPixelsWith(held.theImage);
+}
+
+bool SourceCellViewController::replaceImageFile(Holding& held, const fs::path& url) {
+    const std::lock_guard lock(mutex_);
+    if (!stillHolds(held)) return false;
+    held.urlToImageFile = fields_.urlToImageFile = url;
+    return true;
+}
+
+bool SourceCellViewController::replaceImage(Holding& held, const Image& image) {
+    const std::lock_guard lock(mutex_);
+    if (!stillHolds(held)) return false;
+    held.theImage = fields_.theImage = image;
+    return true;
+}
+
 std::string SourceCellViewController::filenameToDisplay() const {
     return get(&Fields::filenameToDisplay);
 }
@@ -245,6 +271,7 @@ void SourceCellViewController::updateViewWithImageOnMainThread() {
     useCheckBox()->setChecked(shown.enabled);
     showControls(!shown.theImage.isNull());
     gPreviewWindow->updateFuseCommand();
+    gSourcesWindow->updateAlignCommand();
 }
 
 void SourceCellViewController::useAction(const QCheckBox* sender) {
@@ -274,6 +301,7 @@ void SourceCellViewController::removeCellAction(const QObject* sender) {
     showControls(false);
     const int left = --gNumSourceImages;
     gPreviewWindow->updateFuseCommand();
+    gSourcesWindow->updateAlignCommand();
     if (left >= 2 && sender != nullptr) {
         performInBackground([] { gPreviewWindow->doEnfusePreviewOnThread(); });
         EnfuseDetailView();

@@ -74,6 +74,17 @@ class SourceCellViewController {
     void setUrlToDetailImageFile(const std::filesystem::path& url);
     [[nodiscard]] Image theImage() const;
     void setTheImage(const Image& image);
+    // The file and the image of one moment, for a task that replaces them later: the cell may have
+    // been emptied or filled anew meanwhile, and is then left alone.
+    struct Holding {
+        std::filesystem::path urlToImageFile;
+        Image theImage;
+    };
+    [[nodiscard]] Holding holding() const;
+    // Puts another file, or another image, in the place of the held one, in the cell and in `held`.
+    // False when the cell holds something else.
+    [[nodiscard]] bool replaceImageFile(Holding& held, const std::filesystem::path& url);
+    [[nodiscard]] bool replaceImage(Holding& held, const Image& image);
     // The last component of the dropped file's path.
     [[nodiscard]] std::string filenameToDisplay() const;
 
@@ -101,6 +112,7 @@ class SourceCellViewController {
     template <typename Value>
     void set(Value Fields::*field, const Value& value);
 
+    [[nodiscard]] bool stillHolds(const Holding& held) const;
     void makeWorkingCopy(const std::filesystem::path& path, DecodedShot& shot);
     void writeScaledCopy(const Image& image, const Image& scaled);
     void showControls(bool filled);

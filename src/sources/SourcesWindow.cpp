@@ -1,5 +1,6 @@
 #include "sources/SourcesWindow.h"
 
+#include <QAction>
 #include <QCheckBox>
 #include <QDropEvent>
 #include <QLabel>
@@ -15,6 +16,8 @@
 #include <cmath>
 #include <utility>
 
+#include "align/AutoAlignProgress.h"
+#include "align/AutoAlignSettings.h"
 #include "app/Preferences.h"
 #include "app/Services.h"
 #include "fusion/Enfuse.h"
@@ -100,6 +103,7 @@ void SourcesWindow::makeLayout() {
         "it for sure. Without it, TIFFs that need no copy are fused straight from your file."));
     connect(ensureValidTIFFFilesCheckBox_, &QCheckBox::clicked, this,
             [this] { ensureValidTIFFAction(ensureValidTIFFFilesCheckBox_); });
+    makeAlignCommand();
     clearButton_ = new QPushButton(tr("Clear all"));
     clearButton_->setObjectName("clearAllCellsButton");
     clearButton_->setToolTip(tr("Takes all shots out. The files stay where they are."));
@@ -109,7 +113,30 @@ void SourcesWindow::makeLayout() {
     column->addWidget(hint);
     column->addWidget(sourceImagesScrollView_, 1);
     column->addWidget(ensureValidTIFFFilesCheckBox_);
-    column->addWidget(clearButton_);
+    auto* buttons = new QHBoxLayout;
+    buttons->addWidget(alignButton_);
+    buttons->addWidget(clearButton_);
+    column->addLayout(buttons);
+}
+
+void SourcesWindow::makeAlignCommand() {
+    alignButton_ = new QPushButton(tr("Align…"));
+    alignButton_->setObjectName("alignButton");
+    connect(alignButton_, &QPushButton::clicked, this, [this] { autoAlign(alignButton_); });
+    alignAction_ = new QAction(tr("&Align…"), this);
+    alignAction_->setObjectName("alignAction");
+    connect(alignAction_, &QAction::triggered, this, [this] { autoAlign(alignAction_); });
+    updateAlignCommand();
+}
+
+void SourcesWindow::updateAlignCommand() {
+    const bool running = AutoAlignProgressDialog::isAlignmentRunning();
+    const bool offered = gNumSourceImages >= 2 && !running;
+    alignButton_->setEnabled(offered);
+    alignAction_->setEnabled(offered);
+    alignButton_->setToolTip(
+        running ? tr("An alignment is still at work in the background.")
+                : tr("Brings shots that were taken from the hand into line with the first one."));
 }
 
 void SourcesWindow::awakeFromNib() {
@@ -249,6 +276,12 @@ void SourcesWindow::ensureValidTIFFAction(const QObject*) {
 void SourcesWindow::clearAllCellsAction(const QObject*) {
     for (SourceCellViewController* cell : gSourceCells)
         cell->removeCellAction(nullptr);
+}
+
+void SourcesWindow::autoAlign(const QObject*) {
+    if (gNumSourceImages < 2 || AutoAlignProgressDialog::isAlignmentRunning()) return;
+    AutoAlignSettings settings;
+    settings.init();
 }
 
 }  // namespace lumaweave

@@ -8,6 +8,7 @@
 
 #include "app/SharedState.h"
 
+class QAction;
 class QCheckBox;
 class QDropEvent;
 class QLabel;
@@ -76,12 +77,20 @@ class SourcesWindow : public QWidget {
 
     void ensureValidTIFFAction(const QObject* sender);
     void clearAllCellsAction(const QObject* sender);
+    // Asks for the alignment's settings and aligns the stack. Returns when that has ended or was
+    // cancelled. Nothing happens with fewer than two images, or while an alignment still runs.
+    void autoAlign(const QObject* sender);
 
     [[nodiscard]] QCheckBox* ensureValidTIFFFilesCheckBox() const {
         return ensureValidTIFFFilesCheckBox_;
     }
     void setEnsureValidTIFFFilesCheckBox(QCheckBox* box) { ensureValidTIFFFilesCheckBox_ = box; }
     [[nodiscard]] QScrollArea* sourceImagesScrollView() const { return sourceImagesScrollView_; }
+    // The alignment, as the button and the menu offer it: while there are two or more images and
+    // none runs.
+    [[nodiscard]] QPushButton* alignButton() const { return alignButton_; }
+    [[nodiscard]] QAction* alignAction() const { return alignAction_; }
+    void updateAlignCommand();
     // The sheet of the load in progress; null when there is none.
     [[nodiscard]] const std::shared_ptr<LoadingDialog>& loadDialog() const { return loadDialog_; }
 
@@ -99,10 +108,13 @@ class SourcesWindow : public QWidget {
 
   private:
     void makeLayout();
+    void makeAlignCommand();
     void makeCells();
 
     QScrollArea* sourceImagesScrollView_ = nullptr;
     QCheckBox* ensureValidTIFFFilesCheckBox_ = nullptr;
+    QPushButton* alignButton_ = nullptr;
+    QAction* alignAction_ = nullptr;
     QPushButton* clearButton_ = nullptr;
     std::array<std::unique_ptr<SourceCellViewController>, sourceCellCount> cells_;
     std::shared_ptr<LoadingDialog> loadDialog_;

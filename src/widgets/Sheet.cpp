@@ -31,6 +31,7 @@ void Sheet::stop(int code) {
     stopped_ = true;
     code_ = code;
     loop_.quit();
+    Q_EMIT stopped();
 }
 
 void Sheet::end() {

@@ -31,6 +31,10 @@ class Sheet : public QDialog {
     // Esc.
     void reject() override;
 
+  Q_SIGNALS:
+    // stop or abort was called, for the first time since it began.
+    void stopped();
+
   protected:
     void closeEvent(QCloseEvent* event) override;
 

@@ -18,6 +18,33 @@ while [ $# -gt 0 ]; do
 done
 )";
 
+// The same for "align_image_stack": its output's beginning is in $prefix, and alignedName N gives
+// the name of its output number N, counted from 0.
+inline constexpr auto takeAlignArguments = R"(
+inputs=
+while [ $# -gt 0 ]; do
+    case $1 in
+    -a) shift; prefix=$1 ;;
+    -c | -g) shift ;;
+    -*) ;;
+    *) inputs="$inputs$1
+" ;;
+    esac
+    shift
+done
+alignedName() { printf '%s%04d.tif' "$prefix" "$1"; }
+)";
+
+// Leaves every input as its own aligned file.
+inline constexpr auto copyEveryInput = R"(
+n=0
+printf %s "$inputs" | while read -r input; do
+    cp "$input" "$prefix.part"
+    mv "$prefix.part" "$(alignedName $n)"
+    n=$((n + 1))
+done
+)";
+
 // Leaves its last input as the result: fast, and readable.
 inline constexpr auto copyLastInput = R"(
 cp "$last" "$out"

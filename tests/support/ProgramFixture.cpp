@@ -91,9 +91,14 @@ void ProgramTest::fuseFullSize(const fs::path& result) {
 }
 
 void ProgramTest::replaceFusionTool(const std::string& script) {
+    replaceTool("enfuse-openmp", script);
+}
+
+void ProgramTest::replaceTool(const std::string& name, const std::string& script) {
+    // Tools that have been replaced before stay so.
     fs::copy(LUMAWEAVE_RESOURCES, resources_.path(),
-             fs::copy_options::recursive | fs::copy_options::overwrite_existing);
-    const fs::path tool = resources_.write("Enfuse/enfuse-openmp", "#!/bin/sh\n" + script);
+             fs::copy_options::recursive | fs::copy_options::skip_existing);
+    const fs::path tool = resources_.write("Enfuse/" + name, "#!/bin/sh\n" + script);
     fs::permissions(tool, fs::perms::owner_all);
     setResourceFolder(resources_.path());
 }

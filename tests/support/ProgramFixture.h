@@ -42,6 +42,8 @@ class ProgramTest : public testing::Test {
     // Replaces the tools of the resource folder, until the test ends: a shell script (without its
     // first line) in the place of "enfuse-openmp".
     void replaceFusionTool(const std::string& script);
+    // The same in the place of any tool of the folder "Enfuse".
+    void replaceTool(const std::string& name, const std::string& script);
 
     TestFolder folder;
     LogRecorder log;

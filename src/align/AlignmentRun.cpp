@@ -1,0 +1,137 @@
+#include "align/AlignmentRun.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <fstream>
+#include <string_view>
+
+#include "align/AlignCommand.h"
+#include "app/Services.h"
+#include "app/SharedState.h"
+#include "fusion/Enfuse.h"
+#include "imaging/FocalLength.h"
+#include "imaging/ImageDecoder.h"
+#include "platform/Log.h"
+#include "platform/Threads.h"
+#include "platform/WorkingFolder.h"
+
+namespace lumaweave {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+void removeFile(const fs::path& file) {
+    std::error_code error;
+    fs::remove(file, error);
+}
+
+}  // namespace
+
+AlignmentRun::AlignmentRun() {
+    for (SourceCellViewController* cell : gSourceCells) {
+        auto held = cell->holding();
+        if (!held.urlToImageFile.empty()) inputs_.push_back({cell, std::move(held)});
+    }
+}
+
+bool AlignmentRun::appendInputs(std::string& command) const {
+    for (const Input& input : inputs_) {
+        if (!CanBeQuoted(input.held.urlToImageFile)) return false;
+        command += ' ';
+        AppendQuotedPath(command, input.held.urlToImageFile);
+    }
+    return command.size() <= longestCommandLine;
+}
+
+bool AlignmentRun::isInput(const fs::path& file) const {
+    return std::any_of(inputs_.begin(), inputs_.end(),
+                       [&file](const Input& input) { return input.held.urlToImageFile == file; });
+}
+
+bool AlignmentRun::Writing::operator==(const Writing& other) const {
+    return inode == other.inode && size == other.size && time.tv_sec == other.time.tv_sec &&
+           time.tv_nsec == other.time.tv_nsec;
+}
+
+std::optional<AlignmentRun::Writing> AlignmentRun::writingOf(const fs::path& file) {
+    struct stat status {};
+    if (stat(file.c_str(), &status) != 0) return std::nullopt;
+    return Writing{status.st_ino, status.st_size, status.st_mtim};
+}
+
+void AlignmentRun::prepare() {
+    before_.clear();
+    for (int n = 0; n < sourceCellCount; ++n) {
+        const fs::path file = GetURLToAlignedImage(n);
+        if (!isInput(file)) removeFile(file);
+        before_.push_back(writingOf(file));
+    }
+    tellFieldOfView();
+}
+
+// The working copies do not say through what lens they were taken; the files that they were made
+// from do. One bracket is taken with one lens.
+void AlignmentRun::tellFieldOfView() const {
+    removeFile(AlignedFieldOfViewFile());
+    const bool fisheye = CurrentAlignSettings().assumeFullFrameFisheye;
+    for (const Input& input : inputs_) {
+        const Image& image = input.held.theImage;
+        const auto focalLength = focalLengthIn35mm(input.cell->urlToOriginalFile());
+        const auto angle = HorizontalFieldOfView(focalLength.value_or(0),
+                                                 {image.pixelsWide(), image.pixelsHigh()}, fisheye);
+        if (!angle) continue;
+        std::array<char, 32> digits{};
+        const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), *angle,
+                                       std::chars_format::fixed, 3);
+        std::ofstream(AlignedFieldOfViewFile())
+            << std::string_view(digits.data(), static_cast<std::size_t>(end.ptr - digits.data()))
+            << '\n';
+        return;
+    }
+}
+
+// Through an unlinked scratch file: the tool's own cannot be mapped, being compressed, and the next
+// alignment writes into it.
+Image AlignmentRun::load(const fs::path& file, int n) {
+    const auto written = writingOf(file);
+    if (!written || written == before_.at(static_cast<std::size_t>(n))) {
+        Log("The alignment tool did not write " + file.native());
+        return {};
+    }
+    const fs::path scratch = newScratchPath(".tif");
+    DecodedFile decoded = decodeToTiff(file, scratch);
+    removeFile(scratch);
+    workingFolderFailed_ = decoded.failure == DecodeFailure::workingFolder;
+    return decoded.image;
+}
+
+bool AlignmentRun::reassign(const std::function<void(int)>& nowLoading) {
+    // No preview may find some cells aligned and others not.
+    const PreviewTurn turn;
+    int number = 0;
+    for (auto& [cell, held] : inputs_) {
+        nowLoading(++number);
+        const fs::path file = GetURLToAlignedImage(cell->cellNum());
+        Log(file.filename().native());
+        if (!cell->replaceImageFile(held, file)) continue;
+        Log("Loading aligned .tif file...");
+        Image image = load(file, cell->cellNum());
+        if (image.isNull()) return false;
+        image.setSize({gImageWidth, gImageHeight});
+        if (!cell->replaceImage(held, image)) continue;
+        cell->createScaledSourceForPreview();
+        performOnMainThread(
+            [shown = cell] {
+                // It may have been emptied a moment ago.
+                if (!shown->theImage().isNull()) shown->updateViewWithImageOnMainThread();
+            },
+            Wait::yes);
+    }
+    return true;
+}
+
+}  // namespace lumaweave

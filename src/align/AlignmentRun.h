@@ -1,0 +1,67 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <ctime>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "sources/SourceCellViewController.h"
+
+namespace lumaweave {
+
+// What one alignment does around the tool: it takes the filled cells' files as inputs, and puts the
+// outputs into the same cells. A cell that has been emptied or filled anew meanwhile is left alone.
+// Used by one thread at a time.
+class AlignmentRun {
+  public:
+    // Takes what the cells hold now.
+    AlignmentRun();
+
+    [[nodiscard]] int shots() const { return static_cast<int>(inputs_.size()); }
+
+    // Appends the inputs in cell order, each behind one blank. False when they do not fit into a
+    // command line.
+    [[nodiscard]] bool appendInputs(std::string& command) const;
+
+    // To be called just before the tool starts: removes the aligned files that no cell points to,
+    // so that this run's failure is seen as one, and tells the tool's adapter the field of view.
+    void prepare();
+
+    // Gives every cell the aligned file of its own number, loads it, and has the cell show it; the
+    // tool numbers its files by their place in the command line, so they agree where there is no
+    // gap before the cell. Ends at the first file that the tool did not write or that cannot be
+    // loaded: this cell points to it, with the image that it had. `nowLoading` is called before
+    // each (counted from 1). False when a file was not loaded. No lock may be held.
+    [[nodiscard]] bool reassign(const std::function<void(int)>& nowLoading);
+
+    // Whether reassign failed for want of room in the working folder.
+    [[nodiscard]] bool workingFolderFailed() const { return workingFolderFailed_; }
+
+  private:
+    struct Input {
+        SourceCellViewController* cell;
+        SourceCellViewController::Holding held;
+    };
+    // Tells one writing of a file from another.
+    struct Writing {
+        ino_t inode;
+        off_t size;
+        std::timespec time;
+        bool operator==(const Writing& other) const;
+    };
+
+    [[nodiscard]] static std::optional<Writing> writingOf(const std::filesystem::path& file);
+    [[nodiscard]] bool isInput(const std::filesystem::path& file) const;
+    [[nodiscard]] Image load(const std::filesystem::path& file, int n);
+    void tellFieldOfView() const;
+
+    std::vector<Input> inputs_;
+    std::vector<std::optional<Writing>> before_;
+    bool workingFolderFailed_ = false;
+};
+
+}  // namespace lumaweave

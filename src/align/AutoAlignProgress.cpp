@@ -1,0 +1,186 @@
+#include "align/AutoAlignProgress.h"
+
+#include <QApplication>
+#include <atomic>
+#include <mutex>
+
+#include "align/AlignCommand.h"
+#include "align/AlignmentRun.h"
+#include "app/Services.h"
+#include "app/SharedState.h"
+#include "fusion/WorkingFiles.h"
+#include "platform/Log.h"
+#include "platform/Shell.h"
+#include "platform/Threads.h"
+#include "preview/PreviewWindow.h"
+#include "sources/SourcesWindow.h"
+#include "ui_AutoAlignProgress.h"
+
+namespace lumaweave {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::atomic<int> workers = 0;
+
+void noteWorkers(int change) {
+    workers += change;
+    performOnMainThread(
+        [] {
+            if (gSourcesWindow != nullptr) gSourcesWindow->updateAlignCommand();
+        },
+        Wait::no);
+}
+
+// One alignment's turn with the tool and its files. Waited for, and held across hand-offs, by
+// workers alone: the main thread never takes one.
+class AlignmentTurn {
+  public:
+    AlignmentTurn() {
+        while (taken.exchange(true))
+            taken.wait(true);
+    }
+    ~AlignmentTurn() {
+        taken = false;
+        taken.notify_one();
+    }
+    AlignmentTurn(const AlignmentTurn&) = delete;
+    AlignmentTurn& operator=(const AlignmentTurn&) = delete;
+
+    [[nodiscard]] static bool isTaken() { return taken; }
+
+  private:
+    static std::atomic<bool> taken;
+};
+
+std::atomic<bool> AlignmentTurn::taken = false;
+
+}  // namespace
+
+AutoAlignProgressDialog::AutoAlignProgressDialog()
+    : layout_(std::make_unique<Ui::AutoAlignProgress>()) {
+    layout_->setupUi(this);
+    progressBar()->setRange(0, 0);  // the tool does not say how far it is
+    connect(layout_->cancelButton, &QPushButton::clicked, this,
+            [this] { doCancelAction(layout_->cancelButton); });
+    connect(this, &Sheet::stopped, this, [this] { ended_.set_value(); });
+}
+
+AutoAlignProgressDialog::~AutoAlignProgressDialog() = default;
+
+QProgressBar* AutoAlignProgressDialog::progressBar() const {
+    return layout_->progressBar;
+}
+QLabel* AutoAlignProgressDialog::textField() const {
+    return layout_->textField;
+}
+
+bool AutoAlignProgressDialog::isAlignmentRunning() {
+    return workers > 0;
+}
+
+void AutoAlignProgressDialog::init() {
+    const bool fromMainThread = isMainThread();
+    std::shared_ptr<AutoAlignProgressDialog> dialog;
+    performOnMainThread(
+        [&dialog, fromMainThread] {
+            dialog = ownedByMainThread(
+                std::unique_ptr<AutoAlignProgressDialog>(new AutoAlignProgressDialog));
+            dialog->start(!fromMainThread);
+        },
+        Wait::yes);
+    if (fromMainThread) {
+        dialog->run();
+    } else {
+        // Not with a loop on the main thread: a sheet that stands there could not close before it.
+        dialog->ended_.get_future().wait();
+    }
+    performOnMainThread([&dialog] { dialog->finish(); }, Wait::yes);
+}
+
+void AutoAlignProgressDialog::start(bool besideOtherSheets) {
+    theWindow_ = this;
+    noteWorkers(+1);
+    performInBackground([self = shared_from_this()] { self->doAutoAlignOnThread(); });
+    QWidget* over = gSourcesWindow != nullptr ? gSourcesWindow->window() : nullptr;
+    if (besideOtherSheets) {
+        // As the child of the sheet that stands there it can be answered, and so can that one.
+        setWindowModality(Qt::NonModal);
+        if (QWidget* sheet = QApplication::activeModalWidget()) over = sheet;
+    }
+    begin(over);
+}
+
+void AutoAlignProgressDialog::finish() {
+    end();
+    theWindow_ = nullptr;
+}
+
+void AutoAlignProgressDialog::say(const QString& text) {
+    performOnMainThread([self = shared_from_this(), text] { self->textField()->setText(text); },
+                        Wait::no);
+}
+
+std::optional<std::string> AutoAlignProgressDialog::createAlignImageStackCommandString(
+    const fs::path& prefix) const {
+    const auto executable = AlignTool();
+    if (!executable) {
+        DoAlert(
+            "-createAlignImageStackCommandString: cannot locate the align_image_stack "
+            "application!");
+        return std::nullopt;
+    }
+    return AlignCommandText(*executable, prefix, CurrentAlignSettings());
+}
+
+void AutoAlignProgressDialog::doAutoAlignOnThread() {
+    if (AlignmentTurn::isTaken()) say(tr("Waiting for the alignment that still runs…"));
+    {
+        const AlignmentTurn turn;
+        AlignmentRun run;
+        auto command = createAlignImageStackCommandString(AlignedImagePrefix());
+        if (command && !run.appendInputs(*command)) {
+            AlertCommandLineTooLong();
+            command.reset();
+        }
+        if (command) {
+            say(tr("Finding matching points and aligning the shots (%1)…").arg(run.shots()));
+            run.prepare();
+            PrintLine(*command);
+            RunShellLine(*command);
+            Log("reassigning aligned imags to souce cells...");
+            const bool loaded = run.reassign([this, &run](int number) {
+                say(tr("Loading aligned shot %1 of %2…").arg(number).arg(run.shots()));
+            });
+            if (!loaded) DoAlert("-doAutoAlignOnThread : error loading image file!");
+            if (run.workingFolderFailed()) alertWorkingFolderUnwritable();
+            performOnMainThread([this] { endDialogOnMainThread(); }, Wait::yes);
+        } else {
+            performOnMainThread([this] { abort(); }, Wait::yes);
+        }
+    }
+    noteWorkers(-1);
+}
+
+void AutoAlignProgressDialog::endDialogOnMainThread() {
+    abort();
+    Log("auto align complete, now re-enfuse everything...");
+    if (gNumSourceImages >= 2) {
+        performInBackground([] { gPreviewWindow->doEnfusePreviewOnThread(); });
+    }
+}
+
+void AutoAlignProgressDialog::bumpProgressBarOnMainThread() {
+    progressBar()->setValue(progressBar()->value() + 1);
+}
+
+void AutoAlignProgressDialog::doCancelAction(const QObject*) {
+    stop(0);
+}
+
+void AutoAlignProgressDialog::reject() {
+    doCancelAction(this);
+}
+
+}  // namespace lumaweave
