@@ -36,14 +36,14 @@ alignedName() { printf '%s%04d.tif' "$prefix" "$1"; }
 )";
 
 // Leaves every input as its own aligned file.
-inline constexpr auto copyEveryInput = R"(
+inline constexpr auto copyEveryInput = R"sh(
 n=0
 printf %s "$inputs" | while read -r input; do
     cp "$input" "$prefix.part"
     mv "$prefix.part" "$(alignedName $n)"
     n=$((n + 1))
 done
-)";
+)sh";
 
 // Leaves its last input as the result: fast, and readable.
 inline constexpr auto copyLastInput = R"(

@@ -1,0 +1,84 @@
+#include "align/AlignFixture.h"
+
+#include <sys/stat.h>
+
+#include <QApplication>
+#include <QPushButton>
+#include <QTest>
+#include <fstream>
+
+#include "sources/SourcesWindow.h"
+
+namespace lumaweave::test {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+template <typename Window>
+Window* shown() {
+    for (QWidget* window : QApplication::topLevelWidgets()) {
+        auto* found = qobject_cast<Window*>(window);
+        if (found != nullptr && found->isVisible()) return found;
+    }
+    return nullptr;
+}
+
+template <typename Window>
+void whenShown(const std::function<void(Window&)>& action) {
+    whenTrue([] { return shown<Window>() != nullptr; }, [action] { action(*shown<Window>()); });
+}
+
+}  // namespace
+
+AutoAlignSettings* AlignTest::settingsDialog() {
+    return shown<AutoAlignSettings>();
+}
+AutoAlignProgressDialog* AlignTest::sheet() {
+    return shown<AutoAlignProgressDialog>();
+}
+
+void AlignTest::inSettingsDialog(const std::function<void(AutoAlignSettings&)>& action) {
+    whenShown<AutoAlignSettings>(action);
+}
+void AlignTest::inSheet(const std::function<void(AutoAlignProgressDialog&)>& action) {
+    whenShown<AutoAlignProgressDialog>(action);
+}
+
+void AlignTest::align() {
+    inSettingsDialog([](AutoAlignSettings& dialog) {
+        QTest::mouseClick(dialog.findChild<QPushButton*>("startButton"), Qt::LeftButton);
+    });
+    QPushButton* button = windows->sourcesWindow()->alignButton();
+    ASSERT_TRUE(button->isEnabled());
+    // The click returns when the sheet has gone.
+    QTest::mouseClick(button, Qt::LeftButton);
+    EXPECT_TRUE(waitForBackgroundTasks());
+}
+
+std::string AlignTest::alignAndGiveOutput() {
+    testing::internal::CaptureStdout();
+    align();
+    return testing::internal::GetCapturedStdout();
+}
+
+void AlignTest::replaceAlignTool(const std::string& script) {
+    replaceTool("align_image_stack", takeAlignArguments + script);
+}
+
+void AlignTest::makeAlignToolWait(const std::string& script) {
+    pipe_ = folder / "go on";
+    ASSERT_EQ(mkfifo(pipe_.c_str(), 0600), 0);
+    replaceAlignTool("touch '" + (folder / "started").native() + "'\ncat '" + pipe_.native() +
+                     "' > /dev/null\n" + script);
+}
+
+void AlignTest::letGo() {
+    std::ofstream(pipe_) << "go";
+}
+
+std::vector<fs::path> AlignTest::makeShots(int count, int width, int height) {
+    return makeBracket(folder.path(), width, height, count);
+}
+
+}  // namespace lumaweave::test

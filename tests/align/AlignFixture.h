@@ -1,0 +1,48 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "align/AutoAlignProgress.h"
+#include "align/AutoAlignSettings.h"
+#include "support/FakeTools.h"
+#include "support/ProgramFixture.h"
+
+namespace lumaweave::test {
+
+// The program, and a person who aligns the stack that is loaded.
+class AlignTest : public ProgramTest {
+  protected:
+    // The window that stands on the screen; null when there is none.
+    static AutoAlignSettings* settingsDialog();
+    static AutoAlignProgressDialog* sheet();
+
+    // Calls the action from the dialog's own loop once it stands on the screen.
+    static void inSettingsDialog(const std::function<void(AutoAlignSettings&)>& action);
+    static void inSheet(const std::function<void(AutoAlignProgressDialog&)>& action);
+
+    // Presses the align button in the column, and Align in the dialog that opens. Returns when the
+    // alignment and what follows it have ended.
+    void align();
+    // The same, and gives what was printed meanwhile.
+    std::string alignAndGiveOutput();
+
+    // A tool for the place of the aligner, in front of which stands takeAlignArguments.
+    void replaceAlignTool(const std::string& script);
+    // A tool that waits for letGo before it does this.
+    void makeAlignToolWait(const std::string& script);
+    void letGo();
+
+    // Files named by their cells, with pictures that differ.
+    std::vector<std::filesystem::path> makeShots(int count, int width = 90, int height = 60);
+
+    static constexpr auto loadingFailed = "-doAutoAlignOnThread : error loading image file!";
+    static constexpr auto complete = "auto align complete, now re-enfuse everything...";
+
+  private:
+    std::filesystem::path pipe_;
+};
+
+}  // namespace lumaweave::test
