@@ -1,0 +1,213 @@
+// The whole program with the real tools, on shots taken from the hand.
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+#include "align/AlignCommand.h"
+#include "align/AlignFixture.h"
+#include "align/BlockShifts.h"
+#include "app/SharedState.h"
+#include "fusion/WorkingFiles.h"
+#include "imaging/ImageDecoder.h"
+#include "preview/PreviewWindow.h"
+#include "sources/SourceCellViewController.h"
+#include "sources/SourcesWindow.h"
+#include "widgets/ImageView.h"
+
+namespace lumaweave {
+
+namespace fs = std::filesystem;
+using namespace test;
+using testing::ElementsAre;
+using testing::Ge;
+using testing::IsEmpty;
+using testing::Le;
+
+namespace {
+
+// The sample's scene, its camera turned between shots that are 2 EV apart, as made by
+//   render-bracket --width 900 --shots 3 --ev-step 2
+//       --turn 0,0,0 --turn 1.5,-0.8,0.9 --turn -0.7,1.1,-1.5 tests/align/hand-held
+std::vector<fs::path> handHeldShots() {
+    std::vector<fs::path> files;
+    for (int i = 1; i <= 3; ++i) {
+        files.push_back(fs::path(LUMAWEAVE_SOURCE_FOLDER) / "tests/align/hand-held" /
+                        ("window-" + std::to_string(i) + ".jpg"));
+    }
+    return files;
+}
+
+constexpr int blocks = blockColumns * blockRows;
+
+}  // namespace
+
+class HandHeldTest : public AlignTest {
+  protected:
+    [[nodiscard]] std::vector<Image> images(int count) const {
+        std::vector<Image> result;
+        for (int i = 0; i < count; ++i)
+            result.push_back(cell(i).theImage());
+        return result;
+    }
+    // Of every pair of neighbours: how many blocks lie less than half a pixel apart.
+    static std::vector<int> blocksThatFit(const std::vector<Image>& shots, const QRect& area) {
+        std::vector<int> fitting;
+        for (std::size_t i = 0; i + 1 < shots.size(); ++i) {
+            fitting.push_back(blocksWithin(blockShifts(shots[i], shots[i + 1], area), 0.5));
+        }
+        return fitting;
+    }
+    Image fuse(const std::string& name) {
+        fuseFullSize(folder / name);
+        return decodeImage(folder / name);
+    }
+};
+
+TEST_F(HandHeldTest, NeighbouringShotsLieWithinHalfAPixelInNineBlocksOfTen) {
+    dropAndWait(handHeldShots());
+    const std::vector<Image> before = images(3);
+    align();
+    EXPECT_THAT(alerts.texts(), IsEmpty());
+    const std::vector<Image> after = images(3);
+    const QRect area = commonArea(after);
+    // Most of the picture is left.
+    EXPECT_GT(area.width(), 900 * 9 / 10);
+    EXPECT_GT(area.height(), 600 * 8 / 10);
+    constexpr int nineOfTen = (blocks * 9 + 9) / 10;
+    EXPECT_THAT(blocksThatFit(after, area), ElementsAre(Ge(nineOfTen), Ge(nineOfTen)));
+    EXPECT_THAT(blocksThatFit(before, area), ElementsAre(Le(blocks / 10), Le(blocks / 10)))
+        << "before, they did not";
+}
+
+TEST_F(HandHeldTest, AnAlignedStackFusesSharperThanOneThatIsNot) {
+    dropAndWait(handHeldShots());
+    const Image blurred = fuse("not aligned.tif");
+    align();
+    const Image sharp = fuse("aligned.tif");
+    const QRect area = commonArea(images(3));
+    ASSERT_EQ(blurred.size(), sharp.size());
+    EXPECT_GT(detailEnergy(sharp, area), 1.2 * detailEnergy(blurred, area));
+    EXPECT_THAT(alerts.texts(), IsEmpty());
+    // And so does what is seen of it.
+    EXPECT_FALSE(windows->previewWindow()->enfuseImage().isNull());
+}
+
+// A lens that the files do not tell is taken for one of 50 degrees, which this one is not.
+TEST_F(HandHeldTest, TheToolIsToldTheLensThatTheFilesName) {
+    dropAndWait(handHeldShots());
+    align();
+    EXPECT_EQ(readFile(AlignedFieldOfViewFile()), "73.740\n");
+    windows->sourcesWindow()->clearAllCellsAction(nullptr);
+    dropAndWait(makeShots(2));  // without a word of the camera
+    align();
+    EXPECT_FALSE(fs::exists(AlignedFieldOfViewFile()));
+}
+
+TEST_F(HandHeldTest, AnAlignedStackMayBeAlignedOnceMore) {
+    dropAndWait(handHeldShots());
+    align();
+    align();
+    EXPECT_THAT(alerts.texts(), IsEmpty());
+    EXPECT_EQ(cell(2).urlToImageFile(), GetURLToAlignedImage(2));
+    const std::vector<Image> after = images(3);
+    constexpr int nineOfTen = (blocks * 9 + 9) / 10;
+    EXPECT_THAT(blocksThatFit(after, commonArea(after)), ElementsAre(Ge(nineOfTen), Ge(nineOfTen)));
+}
+
+TEST_F(HandHeldTest, TheAlignedFileOfACellIsItsOwnPictureWhateverTheExposures) {
+    std::vector<fs::path> shots = handHeldShots();
+    std::rotate(shots.begin(), shots.begin() + 1, shots.end());  // middle, light, dark
+    dropAndWait(shots);
+    // Of the middle, which the turns leave covered.
+    const auto brightness = [](const Image& image) {
+        const auto samples = samplesOf(image.cropped(QRectF(225, 150, 450, 300), 450, 300));
+        return std::accumulate(samples.begin(), samples.end(), 0.0) - 450 * 300;  // but for alpha
+    };
+    std::vector<double> before;
+    for (const Image& image : images(3))
+        before.push_back(brightness(image));
+    align();
+    EXPECT_THAT(alerts.texts(), IsEmpty());
+    for (int i = 0; i < 3; ++i) {
+        const double after = brightness(cell(i).theImage());
+        int nearest = 0;
+        for (int k = 1; k < 3; ++k) {
+            const auto distance = [&](int n) {
+                return std::abs(std::log(after / before[static_cast<std::size_t>(n)]));
+            };
+            if (distance(k) < distance(nearest)) nearest = k;
+        }
+        EXPECT_EQ(nearest, i);
+    }
+}
+
+TEST_F(HandHeldTest, ShotsWithoutAnyTextureAreToldAsAFailure) {
+    for (const double grey : {0.3, 0.6}) {
+        saveImage(makeImage(300, 200, {}, [grey](int, int, int) { return grey; }),
+                  folder / (std::to_string(grey) + ".png"));
+    }
+    dropAndWait({folder / "0.300000.png", folder / "0.600000.png"});
+    const Image before = cell(0).theImage();
+    align();
+    EXPECT_THAT(alerts.texts(), ElementsAre(loadingFailed));
+    EXPECT_TRUE(cell(0).theImage().sharesPixelsWith(before));
+    EXPECT_EQ(cell(0).urlToImageFile(), GetURLToAlignedImage(0));
+    EXPECT_EQ(cell(1).urlToImageFile(), GetURLToTIFFedSource(1));
+    EXPECT_EQ(log.count(complete), 1);
+}
+
+TEST_F(HandHeldTest, ShotsOfDifferentSizesAreToldAsAFailure) {
+    saveImage(makeImage(300, 200, {}, sceneAt(1)), folder / "a.jpg");
+    saveImage(makeImage(200, 150, {}, sceneAt(2)), folder / "b.jpg");
+    dropAndWait({folder / "a.jpg", folder / "b.jpg"});
+    alerts.forget();  // the fusion tool does not like them either
+    align();
+    EXPECT_GE(alerts.count(loadingFailed), 1);
+    EXPECT_EQ(cell(1).urlToImageFile(), GetURLToTIFFedSource(1));
+    EXPECT_EQ(sheet(), nullptr);
+    EXPECT_EQ(log.count(complete), 1);
+}
+
+TEST_F(HandHeldTest, SettingsThatTheToolRefusesAreToldAsAFailure) {
+    dropAndWait(makeShots(2));
+    gAA_GridSize = 0;
+    align();
+    EXPECT_THAT(alerts.texts(), ElementsAre(loadingFailed));
+}
+
+TEST_F(HandHeldTest, SixteenShotsAreAligned) {
+    std::vector<fs::path> shots;
+    std::vector<Image> poses;
+    for (const fs::path& shot : handHeldShots())
+        poses.push_back(decodeImage(shot).scaled(450, 300));
+    for (int i = 0; i < sourceCellCount; ++i) {
+        // To and fro, so that neighbours are never more than 2 EV apart.
+        constexpr std::size_t order[] = {0, 1, 2, 1};
+        shots.push_back(folder / ("shot " + std::to_string(i) + ".png"));
+        saveImage(poses[order[i % 4]], shots.back());
+    }
+    dropAndWait(shots);
+    align();
+    EXPECT_THAT(alerts.texts(), IsEmpty());
+    for (int i = 0; i < sourceCellCount; ++i) {
+        EXPECT_EQ(cell(i).urlToImageFile(), GetURLToAlignedImage(i));
+        EXPECT_EQ(cell(i).theImage().size(), QSizeF(450, 300));
+    }
+    EXPECT_FALSE(windows->previewWindow()->enfuseImage().isNull());
+}
+
+// Every switch and an odd number, as one line that the real tool takes.
+TEST_F(HandHeldTest, EverySettingIsTakenByTheTool) {
+    dropAndWait(handHeldShots());
+    gAA_GridSize = 4;
+    gAA_NumControlPoints = 13;
+    gAA_AssumeFullFrameFisheye = gAA_OptimizeFOV = true;
+    align();
+    EXPECT_THAT(alerts.texts(), IsEmpty());
+    EXPECT_EQ(readFile(AlignedFieldOfViewFile()), "85.944\n") << "as a fisheye's";
+}
+
+}  // namespace lumaweave
