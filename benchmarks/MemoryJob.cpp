@@ -52,6 +52,8 @@ std::vector<Row> runMemoryJob(const Workplace& place) {
     const double loaded = privateMemory();
     place.program.waitForTasks();
     const double shown = privateMemory();
+    place.program.align();
+    const double aligned = privateMemory();
     const double peak = watch.finish();
     const auto row = [](const std::string& job, double value) {
         return Row{job, fixed(value, 0) + " MB", "", "", "400 MB"};
@@ -60,6 +62,7 @@ std::vector<Row> runMemoryJob(const Workplace& place) {
     start.goal.clear();
     return {start, row("private memory, 16 shots loaded", loaded),
             row("private memory, their preview shown", shown),
+            row("private memory, aligned and shown anew", aligned),
             row("private memory, the highest meanwhile", peak)};
 }
 

@@ -17,6 +17,7 @@
 
 #include "Output.h"
 #include "Processes.h"
+#include "align/AutoAlignProgress.h"
 #include "app/Services.h"
 #include "app/SharedState.h"
 #include "fusion/EnfuseSettingsWindow.h"
@@ -108,6 +109,11 @@ void Program::waitForTasks() const {
         QTest::qWaitFor([] { return runningBackgroundTasks() == 0; }, longestWaitMilliseconds);
     if (!ended) throw std::runtime_error("a background task does not end");
     QCoreApplication::processEvents();
+}
+
+void Program::align() const {
+    AutoAlignProgressDialog::init();
+    waitForTasks();
 }
 
 void Program::clear() const {

@@ -34,6 +34,8 @@ class Program {
     [[nodiscard]] double load(const std::vector<std::filesystem::path>& files);
     // Loads the files and waits for the preview.
     void loadAndWait(const std::vector<std::filesystem::path>& files);
+    // Aligns the stack with the settings as they are, and waits for the new preview.
+    void align() const;
     // Waits until no task runs in the background any more.
     void waitForTasks() const;
     // Empties all cells, and removes what their pictures have left in the working folder.

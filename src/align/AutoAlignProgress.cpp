@@ -145,7 +145,7 @@ void AutoAlignProgressDialog::doAutoAlignOnThread() {
             command.reset();
         }
         if (command) {
-            say(tr("Finding matching points and aligning the shots (%1)…").arg(run.shots()));
+            say(tr("Finding matching points and aligning %1 shots…").arg(run.shots()));
             run.prepare();
             PrintLine(*command);
             RunShellLine(*command);

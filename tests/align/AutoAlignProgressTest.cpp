@@ -414,7 +414,7 @@ TEST_F(AutoAlignProgressTest, TheSheetIsModalWithoutAnEndAndSaysWhatIsBeingDone)
     });
     align();
     SetLogSink({});
-    EXPECT_THAT(texts, ElementsAre("Finding matching points and aligning the shots (2)…"));
+    EXPECT_THAT(texts, ElementsAre("Finding matching points and aligning 2 shots…"));
     EXPECT_THAT(loading,
                 ElementsAre("Loading aligned shot 1 of 2…", "Loading aligned shot 2 of 2…"));
 }

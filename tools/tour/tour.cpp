@@ -1,7 +1,7 @@
 // Takes the program through its usual use without a person: loads the given shots, waits for the
-// preview, picks a detail, opens a shot, fuses full size, looks at the result, and saves it and a
-// picture of every window, in a light and a dark theme, large and small. For looking at the program
-// where there is no display.
+// preview, picks a detail, opens a shot, fuses full size, looks at the result, aligns, and saves the
+// result and a picture of every window, in a light and a dark theme, large and small. For looking
+// at the program where there is no display.
 //
 // lumaweave-tour OUTPUT_FOLDER SHOT...   (lines for people begin with "tour: ")
 
@@ -215,6 +215,20 @@ void fuseFullSize(MainInterface& windows, const fs::path& result) {
     say("fused file " + fs::absolute(result).native());
 }
 
+// Presses the button in the column and, once they are asked for, takes the settings as they are.
+void alignShots(MainInterface& windows) {
+    QTimer start;
+    QObject::connect(&start, &QTimer::timeout, [] {
+        QWidget* dialog = QApplication::activeModalWidget();
+        auto* button = dialog != nullptr ? dialog->findChild<QPushButton*>("startButton") : nullptr;
+        if (button != nullptr) button->click();
+    });
+    start.start(500);
+    windows.sourcesWindow()->alignButton()->click();
+    runUntilIdle();
+    say("the shots are aligned");
+}
+
 int tour(const fs::path& folder, const std::vector<fs::path>& shots) {
     MainInterface windows;
     AppDelegate delegate;
@@ -235,6 +249,7 @@ int tour(const fs::path& folder, const std::vector<fs::path>& shots) {
     lookAtAShot(folder);
     fuseFullSize(windows, folder / "fused.tif");
     lookAtTheResult(*windows.previewWindow(), folder);
+    alignShots(windows);
     return EXIT_SUCCESS;
 }
 
