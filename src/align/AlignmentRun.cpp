@@ -5,8 +5,13 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstdint>
+#include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "align/AlignCommand.h"
 #include "app/Services.h"
@@ -17,12 +22,33 @@
 #include "platform/Log.h"
 #include "platform/Threads.h"
 #include "platform/WorkingFolder.h"
+#include "sources/SourceCellViewController.h"
 
 namespace lumaweave {
 
 namespace fs = std::filesystem;
 
 namespace {
+
+struct Input {
+    SourceCellViewController* cell;
+    SourceCellViewController::Holding held;
+};
+
+// Tells one writing of a file from another.
+struct Writing {
+    ino_t inode;
+    off_t size;
+    std::int64_t seconds;
+    std::int64_t nanoseconds;
+    bool operator==(const Writing&) const = default;
+};
+
+std::optional<Writing> writingOf(const fs::path& file) {
+    struct stat status {};
+    if (stat(file.c_str(), &status) != 0) return std::nullopt;
+    return Writing{status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+}
 
 void removeFile(const fs::path& file) {
     std::error_code error;
@@ -31,15 +57,39 @@ void removeFile(const fs::path& file) {
 
 }  // namespace
 
-AlignmentRun::AlignmentRun() {
+struct AlignmentRun::State {
+    [[nodiscard]] bool isInput(const fs::path& file) const {
+        return std::any_of(inputs.begin(), inputs.end(), [&file](const Input& input) {
+            return input.held.urlToImageFile == file;
+        });
+    }
+    void tellFieldOfView() const;
+    [[nodiscard]] Image load(const fs::path& file, int n);
+
+    std::vector<Input> inputs;
+    std::vector<std::optional<Writing>> before;  // of each aligned file, as the tool started
+    bool workingFolderFailed = false;
+};
+
+AlignmentRun::AlignmentRun() : state_(std::make_unique<State>()) {
     for (SourceCellViewController* cell : gSourceCells) {
         auto held = cell->holding();
-        if (!held.urlToImageFile.empty()) inputs_.push_back({cell, std::move(held)});
+        if (!held.urlToImageFile.empty()) state_->inputs.push_back({cell, std::move(held)});
     }
 }
 
+AlignmentRun::~AlignmentRun() = default;
+
+int AlignmentRun::shots() const {
+    return static_cast<int>(state_->inputs.size());
+}
+
+bool AlignmentRun::workingFolderFailed() const {
+    return state_->workingFolderFailed;
+}
+
 bool AlignmentRun::appendInputs(std::string& command) const {
-    for (const Input& input : inputs_) {
+    for (const Input& input : state_->inputs) {
         if (!CanBeQuoted(input.held.urlToImageFile)) return false;
         command += ' ';
         AppendQuotedPath(command, input.held.urlToImageFile);
@@ -47,38 +97,21 @@ bool AlignmentRun::appendInputs(std::string& command) const {
     return command.size() <= longestCommandLine;
 }
 
-bool AlignmentRun::isInput(const fs::path& file) const {
-    return std::any_of(inputs_.begin(), inputs_.end(),
-                       [&file](const Input& input) { return input.held.urlToImageFile == file; });
-}
-
-bool AlignmentRun::Writing::operator==(const Writing& other) const {
-    return inode == other.inode && size == other.size && time.tv_sec == other.time.tv_sec &&
-           time.tv_nsec == other.time.tv_nsec;
-}
-
-std::optional<AlignmentRun::Writing> AlignmentRun::writingOf(const fs::path& file) {
-    struct stat status {};
-    if (stat(file.c_str(), &status) != 0) return std::nullopt;
-    return Writing{status.st_ino, status.st_size, status.st_mtim};
-}
-
 void AlignmentRun::prepare() {
-    before_.clear();
     for (int n = 0; n < sourceCellCount; ++n) {
         const fs::path file = GetURLToAlignedImage(n);
-        if (!isInput(file)) removeFile(file);
-        before_.push_back(writingOf(file));
+        if (!state_->isInput(file)) removeFile(file);
+        state_->before.push_back(writingOf(file));
     }
-    tellFieldOfView();
+    state_->tellFieldOfView();
 }
 
 // The working copies do not say through what lens they were taken; the files that they were made
 // from do. One bracket is taken with one lens.
-void AlignmentRun::tellFieldOfView() const {
+void AlignmentRun::State::tellFieldOfView() const {
     removeFile(AlignedFieldOfViewFile());
     const bool fisheye = CurrentAlignSettings().assumeFullFrameFisheye;
-    for (const Input& input : inputs_) {
+    for (const Input& input : inputs) {
         const Image& image = input.held.theImage;
         const auto focalLength = focalLengthIn35mm(input.cell->urlToOriginalFile());
         const auto angle = HorizontalFieldOfView(focalLength.value_or(0),
@@ -96,16 +129,16 @@ void AlignmentRun::tellFieldOfView() const {
 
 // Through an unlinked scratch file: the tool's own cannot be mapped, being compressed, and the next
 // alignment writes into it.
-Image AlignmentRun::load(const fs::path& file, int n) {
+Image AlignmentRun::State::load(const fs::path& file, int n) {
     const auto written = writingOf(file);
-    if (!written || written == before_.at(static_cast<std::size_t>(n))) {
+    if (!written || written == before.at(static_cast<std::size_t>(n))) {
         Log("The alignment tool did not write " + file.native());
         return {};
     }
     const fs::path scratch = newScratchPath(".tif");
     DecodedFile decoded = decodeToTiff(file, scratch);
     removeFile(scratch);
-    workingFolderFailed_ = decoded.failure == DecodeFailure::workingFolder;
+    workingFolderFailed = decoded.failure == DecodeFailure::workingFolder;
     return decoded.image;
 }
 
@@ -113,13 +146,13 @@ bool AlignmentRun::reassign(const std::function<void(int)>& nowLoading) {
     // No preview may find some cells aligned and others not.
     const PreviewTurn turn;
     int number = 0;
-    for (auto& [cell, held] : inputs_) {
+    for (auto& [cell, held] : state_->inputs) {
         nowLoading(++number);
         const fs::path file = GetURLToAlignedImage(cell->cellNum());
         Log(file.filename().native());
         if (!cell->replaceImageFile(held, file)) continue;
         Log("Loading aligned .tif file...");
-        Image image = load(file, cell->cellNum());
+        Image image = state_->load(file, cell->cellNum());
         if (image.isNull()) return false;
         image.setSize({gImageWidth, gImageHeight});
         if (!cell->replaceImage(held, image)) continue;

@@ -1,15 +1,8 @@
 #pragma once
 
-#include <sys/types.h>
-
-#include <ctime>
-#include <filesystem>
 #include <functional>
-#include <optional>
+#include <memory>
 #include <string>
-#include <vector>
-
-#include "sources/SourceCellViewController.h"
 
 namespace lumaweave {
 
@@ -20,8 +13,11 @@ class AlignmentRun {
   public:
     // Takes what the cells hold now.
     AlignmentRun();
+    ~AlignmentRun();
+    AlignmentRun(const AlignmentRun&) = delete;
+    AlignmentRun& operator=(const AlignmentRun&) = delete;
 
-    [[nodiscard]] int shots() const { return static_cast<int>(inputs_.size()); }
+    [[nodiscard]] int shots() const;
 
     // Appends the inputs in cell order, each behind one blank. False when they do not fit into a
     // command line.
@@ -39,29 +35,11 @@ class AlignmentRun {
     [[nodiscard]] bool reassign(const std::function<void(int)>& nowLoading);
 
     // Whether reassign failed for want of room in the working folder.
-    [[nodiscard]] bool workingFolderFailed() const { return workingFolderFailed_; }
+    [[nodiscard]] bool workingFolderFailed() const;
 
   private:
-    struct Input {
-        SourceCellViewController* cell;
-        SourceCellViewController::Holding held;
-    };
-    // Tells one writing of a file from another.
-    struct Writing {
-        ino_t inode;
-        off_t size;
-        std::timespec time;
-        bool operator==(const Writing& other) const;
-    };
-
-    [[nodiscard]] static std::optional<Writing> writingOf(const std::filesystem::path& file);
-    [[nodiscard]] bool isInput(const std::filesystem::path& file) const;
-    [[nodiscard]] Image load(const std::filesystem::path& file, int n);
-    void tellFieldOfView() const;
-
-    std::vector<Input> inputs_;
-    std::vector<std::optional<Writing>> before_;
-    bool workingFolderFailed_ = false;
+    struct State;
+    std::unique_ptr<State> state_;
 };
 
 }  // namespace lumaweave

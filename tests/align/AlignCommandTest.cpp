@@ -12,6 +12,7 @@
 #include "app/SharedState.h"
 #include "platform/Resources.h"
 #include "platform/WorkingFolder.h"
+#include "sources/SourceCellViewController.h"
 #include "support/ProgramFixture.h"
 
 namespace lumaweave {

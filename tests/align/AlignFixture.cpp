@@ -7,6 +7,8 @@
 #include <QTest>
 #include <fstream>
 
+#include "imaging/ImageDecoder.h"
+#include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
 
 namespace lumaweave::test {
@@ -79,6 +81,36 @@ void AlignTest::letGo() {
 
 std::vector<fs::path> AlignTest::makeShots(int count, int width, int height) {
     return makeBracket(folder.path(), width, height, count);
+}
+
+fs::path AlignTest::picture(const std::string& name, int width, int height, double exposure) const {
+    const fs::path file = folder / name;
+    saveImage(makeImage(width, height, {}, sceneAt(exposure)), file);
+    return file;
+}
+
+namespace {
+
+std::vector<std::string> echoedLinesWith(const std::string& output, const std::string& text) {
+    std::vector<std::string> lines;
+    for (const std::string& line : linesStartingWith(output, "\"")) {
+        if (line.find(text) != std::string::npos) lines.push_back(line);
+    }
+    return lines;
+}
+
+}  // namespace
+
+std::vector<std::string> AlignTest::alignLines(const std::string& output) {
+    return echoedLinesWith(output, "/align_image_stack\"");
+}
+std::vector<std::string> AlignTest::previewLines(const std::string& output) {
+    return echoedLinesWith(output, "EnfusedPreview.tif");
+}
+
+void AlignTest::expectCellShows(int index, const fs::path& file) const {
+    EXPECT_EQ(cell(index).urlToImageFile(), file);
+    EXPECT_EQ(differenceBetween(cell(index).theImage(), decodeImage(file)).largest, 0);
 }
 
 }  // namespace lumaweave::test

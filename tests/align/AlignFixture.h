@@ -10,11 +10,17 @@
 #include "support/FakeTools.h"
 #include "support/ProgramFixture.h"
 
+namespace lumaweave {
+class SourcesWindow;
+}
+
 namespace lumaweave::test {
 
 // The program, and a person who aligns the stack that is loaded.
 class AlignTest : public ProgramTest {
   protected:
+    AlignTest() : sources(*windows->sourcesWindow()) {}
+
     // The window that stands on the screen; null when there is none.
     static AutoAlignSettings* settingsDialog();
     static AutoAlignProgressDialog* sheet();
@@ -37,6 +43,17 @@ class AlignTest : public ProgramTest {
 
     // Files named by their cells, with pictures that differ.
     std::vector<std::filesystem::path> makeShots(int count, int width = 90, int height = 60);
+
+    // One shot of another scene, in the format that the name tells.
+    [[nodiscard]] std::filesystem::path picture(const std::string& name, int width, int height,
+                                                double exposure) const;
+
+    // The echoed lines of alignments, and of preview fusions.
+    static std::vector<std::string> alignLines(const std::string& output);
+    static std::vector<std::string> previewLines(const std::string& output);
+    void expectCellShows(int index, const std::filesystem::path& file) const;
+
+    SourcesWindow& sources;
 
     static constexpr auto loadingFailed = "-doAutoAlignOnThread : error loading image file!";
     static constexpr auto complete = "auto align complete, now re-enfuse everything...";

@@ -24,7 +24,7 @@ using testing::Not;
 
 class AutoAlignSettingsTest : public AlignTest {
   protected:
-    AutoAlignSettingsTest() : sources(*windows->sourcesWindow()) {
+    AutoAlignSettingsTest() {
         replaceAlignTool(std::string("touch '") + (folder / "ran").native() + "'\n" +
                          copyEveryInput);
     }
@@ -49,8 +49,6 @@ class AutoAlignSettingsTest : public AlignTest {
         EXPECT_FALSE(gAA_AssumeFullFrameFisheye);
         EXPECT_FALSE(gAA_OptimizeFOV);
     }
-
-    SourcesWindow& sources;
 };
 
 TEST_F(AutoAlignSettingsTest, ShowsWhatTheGlobalsHold) {
