@@ -19,8 +19,6 @@ namespace lumaweave {
 
 namespace fs = std::filesystem;
 using testing::DoubleNear;
-using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::Optional;
 
 namespace {

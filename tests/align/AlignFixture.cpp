@@ -84,7 +84,7 @@ std::vector<fs::path> AlignTest::makeShots(int count, int width, int height) {
 }
 
 fs::path AlignTest::picture(const std::string& name, int width, int height, double exposure) const {
-    const fs::path file = folder / name;
+    fs::path file = folder / name;
     saveImage(makeImage(width, height, {}, sceneAt(exposure)), file);
     return file;
 }

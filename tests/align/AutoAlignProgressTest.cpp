@@ -30,10 +30,8 @@ namespace lumaweave {
 namespace fs = std::filesystem;
 using namespace test;
 using testing::ElementsAre;
-using testing::ElementsAreArray;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 
 class AutoAlignProgressTest : public AlignTest {
   protected:

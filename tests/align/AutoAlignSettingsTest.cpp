@@ -20,7 +20,6 @@ namespace fs = std::filesystem;
 using namespace test;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 
 class AutoAlignSettingsTest : public AlignTest {
   protected:

@@ -20,7 +20,7 @@ class FocalLengthTest : public testing::Test {
   protected:
     // A picture with these entries.
     fs::path photograph(const std::string& name, const Exiv2::ExifData& exif) {
-        const fs::path file = folder / name;
+        fs::path file = folder / name;
         saveImage(makeImage(60, 40, {}, sceneAt(1)), file);
         const auto image = Exiv2::ImageFactory::open(file.native());
         image->setExifData(exif);
