@@ -27,9 +27,6 @@ namespace lumaweave {
 
 namespace fs = std::filesystem;
 using namespace test;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
 
 class PreferencesTest : public ProgramTest {
   protected:
@@ -145,7 +142,7 @@ class PreferencesTest : public ProgramTest {
     // Every control and global at its first value, then a settings file of this content loaded.
     fs::path load(const std::string& content) {
         setAll(false);
-        const fs::path file = useFile(content);
+        fs::path file = useFile(content);
         LoadPrefs();
         return file;
     }

@@ -114,12 +114,13 @@ TEST_F(VersionCheckTest, EscapeClosesTheOffer) {
 }
 
 TEST_F(VersionCheckTest, AnEqualOrALowerVersionIsNot) {
-    for (const char* version :
-         {LUMAWEAVE_PROJECT_VERSION, LUMAWEAVE_PROJECT_VERSION ".0", "0.0.9", "0", " ", "0.01.0"})
+    const QByteArray running = LUMAWEAVE_PROJECT_VERSION;
+    for (const QByteArray& version : {running, running + ".0", QByteArray("0.0.9"), QByteArray("0"),
+                                      QByteArray(" "), QByteArray("0.01.0")})
         checkFeed(updateFeed(version, "", ""));
     EXPECT_THAT(alerts.texts(), IsEmpty());
     EXPECT_EQ(log.count(errorLine), 0);
-    checkFeed(updateFeed(LUMAWEAVE_PROJECT_VERSION ".1", "", ""));
+    checkFeed(updateFeed(running + ".1", "", ""));
     EXPECT_THAT(alerts.texts(), ElementsAre(offer));
 }
 
