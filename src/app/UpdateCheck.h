@@ -21,8 +21,9 @@ namespace lumaweave {
 // How long start-up may wait for the server.
 inline constexpr std::chrono::milliseconds longestUpdateWait{4000};
 
-// Who is told what stands in a feed, in document order.
 class FeedParser;
+
+// Who is told what stands in a feed, in document order.
 class FeedParserDelegate {
   public:
     virtual void didStartDocument() = 0;
