@@ -14,10 +14,10 @@ void GetSourceEXIF() {
     gSourceImageEXIF.reset();
     for (const SourceCellViewController* cell : gSourceCells) {
         if (cell->theImage().isNull()) continue;
-        gSourceImageEXIF = readMetadata(cell->urlToOriginalFile());
-        Log("Image Properties Data : " +
-            (gSourceImageEXIF ? gSourceImageEXIF->description() : "(null)"));
-        if (gSourceImageEXIF) {
+        const auto metadata = readMetadata(cell->urlToOriginalFile());
+        Log("Image Properties Data : " + (metadata ? metadata->description() : "(null)"));
+        if (metadata) {
+            gSourceImageEXIF = metadata;
             PrintLine("Got EXIF data from source...");
             return;
         }

@@ -6,9 +6,13 @@
 #include <array>
 #include <exiv2/webpimage.hpp>
 #include <mutex>
+#include <stdexcept>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "imaging/HeifMetadata.h"
+#include "imaging/TiffDirectory.h"
 #include "platform/FileDescriptor.h"
 #include "platform/Log.h"
 #include "platform/WorkingFolder.h"
@@ -34,6 +38,14 @@ void logMessage(int, const char* message) {
     while (!line.empty() && line.back() == '\n')
         line.pop_back();
     Log(line);
+}
+
+std::uint64_t bigEndianNumber(const unsigned char* bytes) {
+    return std::uint64_t{bytes[0]} << 24 | bytes[1] << 16 | bytes[2] << 8 | bytes[3];
+}
+
+std::uint64_t littleEndianNumber(const unsigned char* bytes) {
+    return std::uint64_t{bytes[3]} << 24 | bytes[2] << 16 | bytes[1] << 8 | bytes[0];
 }
 
 bool isPhotograph(int type) {
@@ -70,23 +82,85 @@ class ScratchCopy {
     bool complete_ = false;
 };
 
+// Little enough to be read. Larger files may have more, but not more than themselves.
+constexpr std::uint64_t mostClaimedBytes = std::uint64_t{128} << 20;
+
+// Refuses a structure whose values lie on top of one another to be read a thousand times.
+void requireHonest(const ReadBytes& read, std::uint64_t size) {
+    if (claimedValueBytes(read, size) > std::max(mostClaimedBytes, size)) {
+        throw std::runtime_error("its records claim more than a file can have");
+    }
+}
+
+void requireHonest(const unsigned char* bytes, std::size_t size) {
+    requireHonest(
+        [bytes](std::uint64_t offset, void* to, std::size_t count) {
+            std::copy_n(bytes + offset, count, static_cast<unsigned char*>(to));
+            return true;
+        },
+        size);
+}
+
+// The EXIF of a PNG or WebP file lies in a chunk of its own, with these bytes in front of it.
+void requireHonestChunks(const FileDescriptor& file) {
+    std::vector<unsigned char> head(12);
+    if (!file.readAt(0, head.data(), head.size())) return;
+    const bool png = std::equal(head.begin() + 1, head.begin() + 4, "PNG");
+    const bool webp = std::equal(head.begin() + 8, head.begin() + 12, "WEBP");
+    if (!png && !webp) return;
+    const std::uint64_t headBytes = 8;
+    std::uint64_t offset = png ? 8 : 12;
+    for (; file.readAt(offset, head.data(), headBytes);) {
+        const std::uint64_t size = png ? bigEndianNumber(&head[0]) : littleEndianNumber(&head[4]);
+        const auto* name = png ? &head[4] : &head[0];
+        if (std::equal(name, name + 4, png ? "eXIf" : "EXIF") && size < file.size()) {
+            std::vector<unsigned char> chunk(size);
+            if (!file.readAt(offset + headBytes, chunk.data(), chunk.size())) return;
+            constexpr std::string_view mark("Exif\0\0", 6);
+            const bool marked =
+                chunk.size() > mark.size() && std::equal(mark.begin(), mark.end(), chunk.begin());
+            const std::size_t skipped = marked ? mark.size() : 0;
+            requireHonest(chunk.data() + skipped, chunk.size() - skipped);
+        }
+        offset += headBytes + size + (png ? 4 : size % 2);
+    }
+}
+
+void requireHonestFile(const fs::path& path) {
+    const FileDescriptor file = FileDescriptor::ofRegularFile(path);
+    requireHonest([&file](std::uint64_t offset, void* to,
+                          std::size_t count) { return file.readAt(offset, to, count); },
+                  file.size());
+    requireHonestChunks(file);
+}
+
 ExivRecords recordsOf(const HeifMetadata& heif) {
     ExivRecords records;
-    if (!heif.exif.empty()) {
+    if (!heif.xmp.empty()) Exiv2::XmpParser::decode(records.xmp, heif.xmp);
+    if (heif.exif.empty()) return records;
+    requireHonest(heif.exif.data(), heif.exif.size());
+    try {
         Exiv2::ExifParser::decode(records.exif, heif.exif.data(),
                                   static_cast<std::uint32_t>(heif.exif.size()));
+    } catch (const std::exception& error) {
+        Log(std::string("The EXIF is damaged: ") + error.what());
     }
-    if (!heif.xmp.empty()) Exiv2::XmpParser::decode(records.xmp, heif.xmp);
     return records;
 }
 
 // Throws when the file is damaged beyond reading.
 ExivRecords readRecords(const fs::path& path) {
     if (const auto heif = readHeifMetadata(path)) return recordsOf(*heif);
+    requireHonestFile(path);
     const auto image = Exiv2::ImageFactory::open(path.native());
     if (!isPhotograph(image->imageType())) return {};
     image->readMetadata();
-    return {image->exifData(), image->iptcData(), image->xmpData()};
+    ExivRecords records{image->exifData(), image->iptcData(), image->xmpData()};
+    const bool goesOn = std::any_of(records.xmp.begin(), records.xmp.end(), [](const auto& datum) {
+        return datum.tagName() == "HasExtendedXMP";
+    });
+    if (goesOn) Log("Only the first 64 kB of the XMP are read");
+    return records;
 }
 
 }  // namespace

@@ -2,31 +2,14 @@
 
 #include <cmath>
 #include <exiv2/exiv2.hpp>
-#include <fstream>
-#include <mutex>
-#include <vector>
 
-#include "platform/Log.h"
+#include "imaging/ExivLibrary.h"
 
 namespace lumaweave {
 
 namespace fs = std::filesystem;
 
 namespace {
-
-// Read rather than mapped: the user's file may shrink under a map.
-std::vector<Exiv2::byte> bytesOf(const fs::path& path) {
-    constexpr std::uintmax_t largest = std::uintmax_t{256} << 20;
-    std::error_code error;
-    if (!fs::is_regular_file(path, error)) return {};
-    const std::uintmax_t size = fs::file_size(path, error);
-    if (error || size == 0 || size > largest) return {};
-    std::vector<Exiv2::byte> bytes(size);
-    std::ifstream file(path, std::ios::binary);
-    file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(size));
-    bytes.resize(static_cast<std::size_t>(file.gcount()));
-    return bytes;
-}
 
 // A number above zero; 0 for what is not there or is none.
 double number(const Exiv2::ExifData& exif, const char* key) {
@@ -65,19 +48,8 @@ std::optional<double> focalLengthIn35mm(const Exiv2::ExifData& exif) {
 }  // namespace
 
 std::optional<double> focalLengthIn35mm(const fs::path& photograph) {
-    static std::mutex mutex;  // the library sets itself up at its first use
-    const std::lock_guard lock(mutex);
-    const std::vector<Exiv2::byte> bytes = bytesOf(photograph);
-    if (bytes.empty()) return std::nullopt;
-    Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
-    try {
-        const auto image = Exiv2::ImageFactory::open(bytes.data(), static_cast<long>(bytes.size()));
-        image->readMetadata();
-        return focalLengthIn35mm(image->exifData());
-    } catch (const Exiv2::AnyError& error) {
-        Log(photograph.native() + ": " + error.what());
-        return std::nullopt;
-    }
+    const auto records = readExivRecords(photograph);
+    return records ? focalLengthIn35mm(records->exif) : std::nullopt;
 }
 
 }  // namespace lumaweave

@@ -69,7 +69,7 @@ std::optional<HeifMetadata> readHeifMetadata(const std::filesystem::path& path) 
         const std::string_view content =
             heif_image_handle_get_metadata_content_type(handle.get(), id);
         const std::vector<unsigned char> bytes = blockBytes(handle.get(), id);
-        if (type == "Exif") {
+        if (type == "Exif" && metadata.exif.empty()) {
             metadata.exif = tiffIn(bytes);
         } else if (type == "mime" && content == "application/rdf+xml") {
             metadata.xmp.assign(bytes.begin(), bytes.end());

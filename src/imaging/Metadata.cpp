@@ -4,6 +4,7 @@
 #include <exiv2/exiv2.hpp>
 #include <set>
 #include <string_view>
+#include <vector>
 
 #include "imaging/ExivLibrary.h"
 #include "platform/Log.h"
@@ -16,18 +17,26 @@ struct Metadata::Records : ExivRecords {};
 
 namespace {
 
+// Of EXIF, IPTC and XMP no more bytes than this each are carried: broken files claim far more,
+// cameras and editors write a few hundred kilobytes.
+constexpr std::size_t largestRecord = std::size_t{16} << 20;
+
 // Tags of the main directory that describe the file's own pixels, or point to parts of the file.
 bool describesPixels(std::uint16_t tag) {
     static const std::set<std::uint16_t> tags = {
-        0x010A, 0x0111, 0x0112, 0x0115, 0x0116, 0x0117, 0x0118, 0x0119, 0x011A, 0x011B, 0x011C,
-        0x011D, 0x011E, 0x011F, 0x0120, 0x0121, 0x0122, 0x0123, 0x0124, 0x0125, 0x0128, 0x0129,
-        0x012D, 0x013D, 0x013E, 0x013F, 0x0140, 0x0141, 0x0142, 0x0143, 0x0144, 0x0145, 0x014A,
-        0x014C, 0x014D, 0x014E, 0x0150, 0x0151, 0x0152, 0x0153, 0x0154, 0x0155, 0x0156, 0x0157,
-        0x0158, 0x0159, 0x015A, 0x015B, 0x0211, 0x0212, 0x0213, 0x0214, 0x02BC, 0x828D, 0x828E,
-        0x83BB, 0x8649, 0x8769, 0x8773, 0x8825, 0xEA1C};
+        0x010A, 0x0111, 0x0112, 0x0115, 0x0116, 0x0117, 0x0118, 0x0119, 0x011A, 0x011B,
+        0x011C, 0x011D, 0x011E, 0x011F, 0x0120, 0x0121, 0x0122, 0x0123, 0x0124, 0x0125,
+        0x0128, 0x0129, 0x012D, 0x013D, 0x013E, 0x013F, 0x0140, 0x0141, 0x0142, 0x0143,
+        0x0144, 0x0145, 0x014A, 0x014C, 0x014D, 0x014E, 0x0150, 0x0151, 0x0152, 0x0153,
+        0x0154, 0x0155, 0x0156, 0x0157, 0x0158, 0x0159, 0x015A, 0x015B, 0x0211, 0x0212,
+        0x0213, 0x0214, 0x02BC, 0x828D, 0x828E, 0x80E3, 0x80E4, 0x80E5, 0x80E6, 0x8214,
+        0x8215, 0x83BB, 0x8649, 0x8769, 0x8773, 0x87AC, 0x8825, 0x935C, 0xEA1C};
+    // Not a photograph's: they would take the place of asTiff's own.
+    if (tag <= 0x0001) return true;
     // Sub-file type to threshholding, and the old way to store JPEG.
     if (tag >= 0x00FE && tag <= 0x0109) return true;
     if (tag >= 0x0200 && tag <= 0x0209) return true;
+    if (tag >= 0xBC01 && tag <= 0xBCC5) return true;  // another format's pixels
     // Development of raw pixels; names of the camera and its lens stand among it.
     constexpr std::uint16_t cameraModel = 0xC614;
     constexpr std::uint16_t localizedModel = 0xC615;
@@ -102,12 +111,32 @@ bool belongsToSource(const Exiv2::Xmpdatum& datum) {
     return group == "crs";
 }
 
+// The kind and turn of the picture, small copies of it, and the records that describe its samples.
+bool belongsToSource(const Exiv2::Iptcdatum& datum) {
+    constexpr std::uint16_t aboutFile = 1;
+    constexpr std::uint16_t application = 2;
+    if (datum.record() == aboutFile) return false;
+    if (datum.record() != application) return true;
+    const std::uint16_t dataset = datum.tag();
+    return dataset == 125 || dataset == 130 || dataset == 131 || (dataset >= 200 && dataset <= 202);
+}
+
 // What a file says of itself even when nobody has told it anything.
 bool isBookkeeping(const Exiv2::Exifdatum& datum) {
     const std::string key = datum.key();
     return datum.groupName() == "Iop" || key == "Exif.Photo.ExifVersion" ||
            key == "Exif.Photo.FlashpixVersion" || key == "Exif.Photo.ColorSpace" ||
-           key.starts_with("Exif.MakerNote.");
+           key == "Exif.GPSInfo.GPSVersionID" || key.starts_with("Exif.MakerNote.");
+}
+
+bool isBookkeeping(const Exiv2::Iptcdatum& datum) {
+    return datum.record() == 1 || datum.tag() == 0;  // the versions, and the set of characters
+}
+
+bool isBookkeeping(const Exiv2::Xmpdatum& datum) {
+    const std::string key = datum.key();
+    return datum.groupName() == "xmpMM" || key == "Xmp.xmp.CreatorTool" ||
+           key == "Xmp.xmp.MetadataDate";
 }
 
 bool isMakerNote(const Exiv2::Exifdatum& datum) {
@@ -116,29 +145,47 @@ bool isMakerNote(const Exiv2::Exifdatum& datum) {
            datum.key() == "Exif.Photo.MakerNote";
 }
 
+// Builds the list anew: taking single ones out of the library's lists takes time for all behind.
 template <typename Data, typename Predicate>
 void removeWhere(Data& data, Predicate&& predicate) {
-    for (auto datum = data.begin(); datum != data.end();) {
-        datum = predicate(*datum) ? data.erase(datum) : std::next(datum);
+    Data kept;
+    for (const auto& datum : data) {
+        if (!predicate(datum)) kept.add(datum);
     }
+    data = std::move(kept);
 }
 
-std::size_t makerNoteBytes(const Exiv2::ExifData& exif) {
+template <typename Data>
+std::size_t bytesOf(const Data& data) {
     std::size_t bytes = 0;
-    for (const Exiv2::Exifdatum& datum : exif) {
-        if (isMakerNote(datum)) bytes += static_cast<std::size_t>(std::max(datum.size(), 0L));
-    }
+    for (const auto& datum : data)
+        bytes += static_cast<std::size_t>(std::max(datum.size(), 0L));
     return bytes;
 }
 
-template <typename Datum>
-bool isTooLarge(const Datum& datum) {
-    return datum.size() < 0 || static_cast<std::size_t>(datum.size()) > largestRecord;
+// A note of a make that the library does not know came as bytes. What lies in it at which offset,
+// and from where that counts, only its maker knows: moved to another place it would be damaged,
+// unless it counts from its own start.
+bool isLostWhenMoved(const Exiv2::ExifData& exif) {
+    const auto note = exif.findKey(Exiv2::ExifKey("Exif.Photo.MakerNote"));
+    if (note == exif.end()) return false;
+    const bool understood = std::any_of(exif.begin(), exif.end(), [](const auto& datum) {
+        return isMakerNote(datum) && datum.groupName() != "MakerNote" &&
+               datum.groupName() != "Photo";
+    });
+    if (understood) return false;
+    constexpr std::string_view countsFromItself = "Apple iOS";
+    std::vector<Exiv2::byte> bytes(static_cast<std::size_t>(std::max(note->size(), 0L)));
+    if (!bytes.empty()) note->copy(bytes.data(), Exiv2::littleEndian);
+    return bytes.size() < countsFromItself.size() ||
+           !std::equal(countsFromItself.begin(), countsFromItself.end(), bytes.begin());
 }
 
-bool isTurned(const Exiv2::ExifData& exif) {
-    const auto orientation = exif.findKey(Exiv2::ExifKey("Exif.Image.Orientation"));
-    return orientation != exif.end() && orientation->count() > 0 && orientation->toLong() > 1;
+bool isTurned(const ExivRecords& records) {
+    const auto exif = records.exif.findKey(Exiv2::ExifKey("Exif.Image.Orientation"));
+    if (exif != records.exif.end() && exif->count() > 0 && exif->toLong() > 1) return true;
+    const auto xmp = records.xmp.findKey(Exiv2::XmpKey("Xmp.tiff.Orientation"));
+    return xmp != records.xmp.end() && xmp->count() > 0 && xmp->toLong() > 1;
 }
 
 // Places in the picture, counted in the source's rows and columns.
@@ -147,20 +194,44 @@ bool isPlaceInPicture(const Exiv2::Exifdatum& datum) {
     return key == "Exif.Photo.SubjectArea" || key == "Exif.Photo.SubjectLocation";
 }
 
-void keepWhatCanBeCarried(Metadata::Records& records) {
-    if (isTurned(records.exif)) removeWhere(records.exif, isPlaceInPicture);
-    const auto unfit = [](const auto& datum) {
-        return belongsToSource(datum) || isTooLarge(datum);
-    };
-    removeWhere(records.exif, unfit);
-    removeWhere(records.xmp, unfit);
-    removeWhere(records.iptc, isTooLarge<Exiv2::Iptcdatum>);
-    if (makerNoteBytes(records.exif) > largestRecord) removeWhere(records.exif, isMakerNote);
+bool isPlaceInPicture(const Exiv2::Xmpdatum& datum) {
+    const std::string group = datum.groupName();
+    return group == "mwg-rs" || group == "MP" || group == "MPRI" || group == "MPReg" ||
+           (group == "exif" && datum.tagName().starts_with("Subject"));
 }
 
-bool isEmpty(const Metadata::Records& records) {
-    return records.iptc.empty() && records.xmp.empty() &&
-           std::all_of(records.exif.begin(), records.exif.end(), isBookkeeping);
+// Larger than a record may be, all together, means that the file is no honest one.
+template <typename Data>
+void removeIfTooLarge(Data& data) {
+    constexpr long mostRecords = 100'000;
+    if (data.count() > mostRecords || bytesOf(data) > largestRecord) data.clear();
+}
+
+void keepWhatCanBeCarried(ExivRecords& records) {
+    if (isTurned(records)) {
+        const auto isPlace = [](const auto& datum) { return isPlaceInPicture(datum); };
+        removeWhere(records.exif, isPlace);
+        removeWhere(records.xmp, isPlace);
+    }
+    const auto isOfSource = [](const auto& datum) { return belongsToSource(datum); };
+    removeWhere(records.exif, isOfSource);
+    removeWhere(records.iptc, isOfSource);
+    removeWhere(records.xmp, isOfSource);
+    if (isLostWhenMoved(records.exif)) {
+        Log("The maker note is of an unknown kind and is left out");
+        removeWhere(records.exif, isMakerNote);
+    }
+    if (bytesOf(records.exif) > largestRecord) removeWhere(records.exif, isMakerNote);
+    removeIfTooLarge(records.exif);
+    removeIfTooLarge(records.iptc);
+    removeIfTooLarge(records.xmp);
+}
+
+bool isEmpty(const ExivRecords& records) {
+    const auto says = [](const auto& datum) { return !isBookkeeping(datum); };
+    return std::none_of(records.exif.begin(), records.exif.end(), says) &&
+           std::none_of(records.iptc.begin(), records.iptc.end(), says) &&
+           std::none_of(records.xmp.begin(), records.xmp.end(), says);
 }
 
 std::string shortened(const Exiv2::Metadatum& datum) {
@@ -171,14 +242,23 @@ std::string shortened(const Exiv2::Metadatum& datum) {
     for (char& c : text) {
         if (static_cast<unsigned char>(c) < ' ') c = ' ';
     }
-    if (text.size() > longest) text = text.substr(0, longest) + "...";
-    return text;
+    if (text.size() <= longest) return text;
+    std::size_t end = longest;
+    const auto isInsideCharacter = [](char c) {
+        return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
+    };
+    while (end > 0 && isInsideCharacter(text[end]))
+        --end;
+    return text.substr(0, end) + "...";
 }
 
 template <typename Data>
 void describe(const Data& data, std::string& text) {
-    for (const auto& datum : data)
+    constexpr std::size_t longest = std::size_t{64} << 10;
+    for (const auto& datum : data) {
+        if (text.size() > longest) return;
         text += " " + datum.key() + " = " + shortened(datum) + ";";
+    }
 }
 
 // The values of a directory are laid out by rising tags, so that one of this lowest tag holds the
@@ -213,9 +293,13 @@ Metadata::~Metadata() = default;
 
 std::string Metadata::description() const {
     std::string text = "{";
-    describe(records_->exif, text);
-    describe(records_->iptc, text);
-    describe(records_->xmp, text);
+    try {
+        describe(records_->exif, text);
+        describe(records_->iptc, text);
+        describe(records_->xmp, text);
+    } catch (const std::exception& error) {
+        text += std::string(" ") + error.what();
+    }
     return text + " }";
 }
 
@@ -239,10 +323,15 @@ std::vector<std::byte> Metadata::asTiff(bool bigEndian, std::size_t firstByte) c
 std::shared_ptr<const Metadata> readMetadata(const fs::path& path) {
     auto read = readExivRecords(path);
     if (!read) return nullptr;
-    auto records = std::make_unique<Metadata::Records>(Metadata::Records{std::move(*read)});
-    keepWhatCanBeCarried(*records);
-    if (isEmpty(*records)) return nullptr;
-    return std::make_shared<const Metadata>(std::move(records));
+    try {
+        keepWhatCanBeCarried(*read);
+        if (isEmpty(*read)) return nullptr;
+        return std::make_shared<const Metadata>(
+            std::make_unique<Metadata::Records>(Metadata::Records{std::move(*read)}));
+    } catch (const std::exception& error) {
+        Log(path.native() + ": " + error.what());
+        return nullptr;
+    }
 }
 
 }  // namespace lumaweave

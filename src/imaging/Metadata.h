@@ -35,13 +35,11 @@ class Metadata {
     std::unique_ptr<const Records> records_;
 };
 
-// No record of more bytes than this is carried: broken files claim far more, cameras and editors
-// write a few hundred kilobytes.
-inline constexpr std::size_t largestRecord = std::size_t{16} << 20;
-
 // The metadata of a photograph's first image (JPEG, TIFF, PNG, WebP, HEIC, raw; told by content).
 // Null when it has none, or the file cannot be read or is too damaged to tell; the reason is in the
-// log. Damaged records are left out. Any thread.
+// log. Damaged records are left out, and so are enormous ones, maker notes of makes that
+// the metadata library does not know (they break when they are moved), and what a JPEG holds of XMP
+// beyond its first 64 kB. Any thread.
 [[nodiscard]] std::shared_ptr<const Metadata> readMetadata(const std::filesystem::path& path);
 
 }  // namespace lumaweave

@@ -33,8 +33,8 @@ constexpr std::uint16_t gammaTag = 0xA500;
 // directories that join the two are put at the end.
 constexpr std::uint64_t blockBytes = 4096;
 // Pages get values of their own (some readers complain about shared ones) up to this size; the
-// rest of a book of thousands shares the last one's.
-constexpr std::size_t largestMetadata = std::size_t{64} << 20;
+// rest of a book of many pages shares the last one's.
+constexpr std::size_t largestMetadata = std::size_t{4} << 20;
 
 std::uint64_t roundedUp(std::uint64_t number, std::uint64_t step) {
     return (number + step - 1) / step * step;
@@ -53,6 +53,8 @@ void addEntries(TiffDirectory& page, const TiffDirectory& metadata, TiffFormat f
     for (TiffEntry entry : metadata.entries) {
         if (entry.tag == exifTag && page.find(colourProfileTag) != nullptr) {
             removeColourSpace(entry);
+            // A directory without entries is none.
+            if (entry.children.front().entries.empty()) continue;
         }
         page.set(std::move(entry));
     }
@@ -109,20 +111,18 @@ bool write(const FileDescriptor& from, const fs::path& destination, const Metada
            failed(destination, std::strerror(errno));
 }
 
-}  // namespace
-
-bool copyTiffWithMetadata(const fs::path& source, const fs::path& destination,
-                          const Metadata* metadata) {
-    const FileDescriptor from = FileDescriptor::ofRegularFile(source);
-    if (!from.isOpen()) return failed(source, "it is not there");
-    if (metadata == nullptr) return plainCopy(from, destination);
+bool rewrite(const FileDescriptor& from, const fs::path& source, const fs::path& destination,
+             const Metadata& metadata) {
     const ReadBytes read = [&from](std::uint64_t offset, void* to, std::size_t byteCount) {
         return from.readAt(offset, to, byteCount);
     };
     auto structure = readTiffStructure(read, from.size());
-    if (!structure) return failed(source, "it is not a whole TIFF file");
+    // Strips behind the end would take in what is to be added there.
+    if (!structure || !pixelsLieWithin(*structure, from.size(), read)) {
+        return failed(source, "it is not a whole TIFF file");
+    }
     const TiffFormat format = structure->format;
-    const auto part = makeMetadataPart(*metadata, format, structure->pages.size());
+    const auto part = makeMetadataPart(metadata, format, structure->pages.size());
     if (!part) return failed(source, "the metadata does not fit into a TIFF file");
     const std::uint64_t shift = roundedUp(part->bytes.size(), blockBytes);
     if (!moveTiffStructure(*structure, shift, read)) return failed(source, "it is too large");
@@ -132,6 +132,20 @@ bool copyTiffWithMetadata(const fs::path& source, const fs::path& destination,
     const auto tail = layOutTiff(*structure, tailPosition);
     if (!tail) return failed(source, "it is too large");
     return write(from, destination, *part, shift, *tail, tailPosition);
+}
+
+}  // namespace
+
+bool copyTiffWithMetadata(const fs::path& source, const fs::path& destination,
+                          const Metadata* metadata) {
+    const FileDescriptor from = FileDescriptor::ofRegularFile(source);
+    if (!from.isOpen()) return failed(source, "it is not there");
+    try {
+        return metadata == nullptr ? plainCopy(from, destination)
+                                   : rewrite(from, source, destination, *metadata);
+    } catch (const std::exception& error) {  // memory, above all
+        return failed(source, error.what());
+    }
 }
 
 }  // namespace lumaweave

@@ -8,8 +8,9 @@ class Metadata;
 
 // Copies a TIFF file, every page of it, byte for byte in its pixels, and gives each page the
 // metadata (null: none). What the pages say of their own pixels stays: size, compression,
-// resolution, colour profile. The orientation becomes upright. The destination, which may be the
-// source itself, appears whole or stays as it was. False, with the reason in the log, when the file
+// resolution, colour profile. The orientation becomes upright. What a file was given before
+// is replaced (its bytes stay behind, unused). The destination, which may be the source itself,
+// appears whole or stays as it was. False, with the reason in the log, when the file
 // is no TIFF or is damaged, or the copy cannot be written. Any thread.
 [[nodiscard]] bool copyTiffWithMetadata(const std::filesystem::path& source,
                                         const std::filesystem::path& destination,

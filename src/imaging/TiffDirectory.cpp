@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 #include <set>
+#include <utility>
 
 namespace lumaweave {
 
@@ -12,6 +13,8 @@ namespace {
 
 constexpr std::size_t mostPages = 4096;
 constexpr int deepestDirectory = 4;
+// Of all directories together.
+constexpr std::uint64_t mostEntries = 1'000'000;
 
 // Of each type of value; 0 for what this reader does not know.
 constexpr std::array<std::uint8_t, 19> bytesOfType = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4,
@@ -56,6 +59,22 @@ void appendNumber(std::vector<std::byte>& to, std::uint64_t number, std::size_t 
                   bool bigEndian) {
     to.resize(to.size() + width);
     putNumber(to.data() + to.size() - width, number, width, bigEndian);
+}
+
+// The numbers of an entry; none when they cannot be read.
+std::vector<std::uint64_t> numbersIn(const TiffEntry& entry, TiffFormat format,
+                                     const ReadBytes& read) {
+    const auto width = static_cast<std::size_t>(bytesOf(entry.type));
+    std::vector<std::byte> bytes = entry.value;
+    if (bytes.empty()) {
+        bytes.resize(static_cast<std::size_t>(entry.count) * width);
+        if (!read(entry.offset, bytes.data(), bytes.size())) return {};
+    }
+    std::vector<std::uint64_t> numbers;
+    numbers.reserve(static_cast<std::size_t>(entry.count));
+    for (std::size_t at = 0; at < bytes.size(); at += width)
+        numbers.push_back(numberFrom(&bytes[at], width, format.bigEndian));
+    return numbers;
 }
 
 class Reader {
@@ -119,7 +138,10 @@ class Reader {
         std::array<std::byte, 8> head{};
         if (!readAt(offset, head.data(), countBytes)) return false;
         const std::uint64_t count = number(head.data(), countBytes);
-        if (count > std::numeric_limits<std::uint16_t>::max()) return false;
+        entriesRead_ += count;
+        if (count > std::numeric_limits<std::uint16_t>::max() || entriesRead_ > mostEntries) {
+            return false;
+        }
         std::vector<std::byte> table(static_cast<std::size_t>(count) * entryBytes);
         if (!readAt(offset + countBytes, table.data(), table.size())) return false;
         for (std::size_t at = 0; at < table.size(); at += entryBytes) {
@@ -177,6 +199,74 @@ class Reader {
     std::uint64_t fileSize_;
     TiffFormat format_;
     std::set<std::uint64_t> visited_;
+    std::uint64_t entriesRead_ = 0;
+};
+
+// Walks whatever directories can be reached, and believes no number in them.
+class ClaimCounter {
+  public:
+    ClaimCounter(const ReadBytes& read, std::uint64_t fileSize)
+        : read_(read), fileSize_(fileSize) {}
+
+    std::uint64_t count() {
+        std::array<std::byte, 8> header{};
+        if (!readAt(0, header.data(), header.size()) || header[0] != header[1]) return 0;
+        bigEndian_ = header[0] == std::byte{'M'};
+        if (!bigEndian_ && header[0] != std::byte{'I'}) return 0;
+        waiting_.push_back(numberFrom(&header[4], 4, bigEndian_));
+        while (!waiting_.empty() && entries_ < mostEntries) {
+            const std::uint64_t offset = waiting_.back();
+            waiting_.pop_back();
+            if (offset != 0 && visited_.insert(offset).second) visit(offset);
+        }
+        return entries_ < mostEntries ? claimed_ : std::numeric_limits<std::uint64_t>::max();
+    }
+
+  private:
+    bool readAt(std::uint64_t offset, void* to, std::size_t byteCount) const {
+        return offset <= fileSize_ && byteCount <= fileSize_ - offset &&
+               read_(offset, to, byteCount);
+    }
+
+    void visit(std::uint64_t offset) {
+        std::array<std::byte, 12> bytes{};
+        if (!readAt(offset, bytes.data(), 2)) return;
+        const std::uint64_t count = numberFrom(bytes.data(), 2, bigEndian_);
+        offset += 2;
+        for (std::uint64_t i = 0; i < count; ++i, offset += bytes.size()) {
+            if (!readAt(offset, bytes.data(), bytes.size())) return;
+            ++entries_;
+            take(bytes);
+        }
+        if (readAt(offset, bytes.data(), 4))
+            waiting_.push_back(numberFrom(bytes.data(), 4, bigEndian_));
+    }
+
+    void take(const std::array<std::byte, 12>& entry) {
+        const auto tag = static_cast<std::uint16_t>(numberFrom(entry.data(), 2, bigEndian_));
+        const auto type = static_cast<std::uint16_t>(numberFrom(&entry[2], 2, bigEndian_));
+        const std::uint64_t count = numberFrom(&entry[4], 4, bigEndian_);
+        const std::uint64_t value = numberFrom(&entry[8], 4, bigEndian_);
+        claimed_ += std::min(count * std::max<std::uint64_t>(bytesOf(type), 1), fileSize_);
+        if (!pointsToDirectories(tag)) return;
+        if (count <= 1) {
+            waiting_.push_back(value);
+            return;
+        }
+        std::array<std::byte, 4> pointer{};
+        for (std::uint64_t i = 0; i < count && waiting_.size() < mostPages; ++i) {
+            if (!readAt(value + 4 * i, pointer.data(), pointer.size())) return;
+            waiting_.push_back(numberFrom(pointer.data(), 4, bigEndian_));
+        }
+    }
+
+    const ReadBytes& read_;
+    std::uint64_t fileSize_;
+    bool bigEndian_ = false;
+    std::vector<std::uint64_t> waiting_;
+    std::set<std::uint64_t> visited_;
+    std::uint64_t entries_ = 0;
+    std::uint64_t claimed_ = 0;
 };
 
 class Mover {
@@ -198,23 +288,19 @@ class Mover {
     }
 
     bool moveValue(TiffEntry& entry) {
-        const auto width = static_cast<std::size_t>(bytesOf(entry.type));
-        const std::size_t size = static_cast<std::size_t>(entry.count) * width;
-        if (entry.value.empty()) {
-            entry.value.resize(size);
-            if (!read_(entry.offset, entry.value.data(), size)) return false;
-        }
+        const std::vector<std::uint64_t> numbers = numbersIn(entry, format_, read_);
+        if (numbers.size() != entry.count) return false;
         // Strips near the start of a small file may have 16-bit offsets, which could not grow.
-        const std::size_t newWidth = std::max<std::size_t>(width, 4);
+        const std::size_t width =
+            std::max<std::size_t>(static_cast<std::size_t>(bytesOf(entry.type)), 4);
         std::vector<std::byte> moved;
-        moved.reserve(static_cast<std::size_t>(entry.count) * newWidth);
-        for (std::size_t at = 0; at < size; at += width) {
-            const std::uint64_t number =
-                numberFrom(&entry.value[at], width, format_.bigEndian) + by_;
-            if (newWidth == 4 && number > std::numeric_limits<std::uint32_t>::max()) return false;
-            appendNumber(moved, number, newWidth, format_.bigEndian);
+        moved.reserve(numbers.size() * width);
+        for (const std::uint64_t number : numbers) {
+            if (width == 4 && number + by_ > std::numeric_limits<std::uint32_t>::max())
+                return false;
+            appendNumber(moved, number + by_, width, format_.bigEndian);
         }
-        if (width < newWidth) entry.type = typeLong;
+        if (entry.type == typeShort) entry.type = typeLong;
         entry.value = std::move(moved);
         return true;
     }
@@ -303,10 +389,14 @@ std::vector<std::byte> headerFor(TiffFormat format, std::uint64_t firstPage) {
 
 }  // namespace
 
-TiffEntry* TiffDirectory::find(std::uint16_t tag) {
+const TiffEntry* TiffDirectory::find(std::uint16_t tag) const {
     const auto found = std::find_if(entries.begin(), entries.end(),
                                     [tag](const TiffEntry& entry) { return entry.tag == tag; });
     return found == entries.end() ? nullptr : &*found;
+}
+
+TiffEntry* TiffDirectory::find(std::uint16_t tag) {
+    return const_cast<TiffEntry*>(std::as_const(*this).find(tag));
 }
 
 void TiffDirectory::set(TiffEntry entry) {
@@ -326,6 +416,31 @@ void TiffDirectory::remove(std::uint16_t tag) {
 
 std::optional<TiffStructure> readTiffStructure(const ReadBytes& read, std::uint64_t fileSize) {
     return Reader(read, fileSize).structure();
+}
+
+std::uint64_t claimedValueBytes(const ReadBytes& read, std::uint64_t fileSize) {
+    return ClaimCounter(read, fileSize).count();
+}
+
+bool pixelsLieWithin(const TiffStructure& structure, std::uint64_t fileSize,
+                     const ReadBytes& read) {
+    const auto numbersOf = [&](const TiffEntry* entry) {
+        return entry == nullptr ? std::vector<std::uint64_t>()
+                                : numbersIn(*entry, structure.format, read);
+    };
+    constexpr std::array<std::array<std::uint16_t, 2>, 2> stripsAndTiles = {
+        {{0x0111, 0x0117}, {0x0144, 0x0145}}};
+    for (const TiffDirectory& page : structure.pages) {
+        for (const auto& [offsetTag, lengthTag] : stripsAndTiles) {
+            const auto offsets = numbersOf(page.find(offsetTag));
+            const auto lengths = numbersOf(page.find(lengthTag));
+            if (offsets.size() != lengths.size()) return false;
+            for (std::size_t i = 0; i < offsets.size(); ++i) {
+                if (offsets[i] > fileSize || lengths[i] > fileSize - offsets[i]) return false;
+            }
+        }
+    }
+    return true;
 }
 
 std::optional<TiffStructure> readTiffStructure(std::span<const std::byte> file) {

@@ -40,6 +40,8 @@ struct TiffEntry {
 struct TiffDirectory {
     std::vector<TiffEntry> entries;  // rising tags
 
+    // Null when there is none.
+    [[nodiscard]] const TiffEntry* find(std::uint16_t tag) const;
     [[nodiscard]] TiffEntry* find(std::uint16_t tag);
     // Puts the entry in, in place of one with its tag.
     void set(TiffEntry entry);
@@ -59,6 +61,16 @@ using ReadBytes = std::function<bool(std::uint64_t offset, void* to, std::size_t
 [[nodiscard]] std::optional<TiffStructure> readTiffStructure(const ReadBytes& read,
                                                              std::uint64_t fileSize);
 [[nodiscard]] std::optional<TiffStructure> readTiffStructure(std::span<const std::byte> file);
+
+// How many bytes the values of a TIFF structure claim to have, all directories together, whatever
+// the file's own number (raw files have others) and however damaged it is: values may lie on top of
+// one another, so that a small file can claim, and make a reader take, any amount. 0 for what is no
+// such structure at all.
+[[nodiscard]] std::uint64_t claimedValueBytes(const ReadBytes& read, std::uint64_t fileSize);
+
+// Whether all strips and tiles of the pages lie within the file. Structures as read, not moved.
+[[nodiscard]] bool pixelsLieWithin(const TiffStructure& structure, std::uint64_t fileSize,
+                                   const ReadBytes& read);
 
 // Adjusts the structure to a file whose bytes have all moved by that much: offsets of values, and
 // the values that are offsets of pixels. False when such a value cannot be read, or an offset no

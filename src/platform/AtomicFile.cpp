@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <random>
 #include <string>
 
 namespace lumaweave {

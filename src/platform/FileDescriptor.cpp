@@ -61,11 +61,12 @@ bool FileDescriptor::copyFrom(const FileDescriptor& source, std::uint64_t byteCo
     while (byteCount > 0) {
         const ssize_t copied = copy_file_range(source.number_, &from, number_, &to, byteCount, 0);
         if (copied < 0 && errno == EINTR) continue;
+        const bool noRoom = errno == ENOSPC || errno == EFBIG || errno == EDQUOT;
+        if (copied < 0 && noRoom) return false;
         if (copied <= 0) break;
         byteCount -= static_cast<std::uint64_t>(copied);
     }
     if (byteCount == 0) return true;
-    if (errno == ENOSPC || errno == EFBIG || errno == EDQUOT) return false;
     // Not every pair of file systems can do that.
     std::vector<std::byte> buffer(std::size_t{1} << 20);
     while (byteCount > 0) {

@@ -4,6 +4,7 @@
 
 #include <exiv2/exiv2.hpp>
 
+#include "platform/WorkingFolder.h"
 #include "support/Pictures.h"
 #include "support/TestFolder.h"
 
@@ -18,6 +19,9 @@ namespace {
 
 class FocalLengthTest : public testing::Test {
   protected:
+    FocalLengthTest() { createWorkingFolder(); }
+    ~FocalLengthTest() override { removeWorkingFolder(); }
+
     // A picture with these entries.
     fs::path photograph(const std::string& name, const Exiv2::ExifData& exif) {
         fs::path file = folder / name;

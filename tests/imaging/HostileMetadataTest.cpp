@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <random>
+#include <vips/vips8>
 
 #include "imaging/Metadata.h"
 #include "imaging/MetadataSupport.h"
@@ -28,7 +29,7 @@ class HostileMetadataTest : public testing::Test {
     }
     ~HostileMetadataTest() override { removeWorkingFolder(); }
 
-    // Whatever the source says, the result has its pixels and is a file that others can read.
+    // Whatever the source says, the result has its pixels, or is as it was.
     void expectHarmless(const fs::path& source) {
         const auto metadata = readMetadata(source);
         if (metadata == nullptr) return;
@@ -121,6 +122,61 @@ TEST_F(HostileMetadataTest, AMakerNoteOf60MegabytesIsLeftOutAndTheRestCarried) {
     EXPECT_EQ(exifToolTags(result).at("IFD0:Artist"), "A. Person");
     EXPECT_LT(fs::file_size(result), std::size_t{1} << 20);
     EXPECT_EQ(tiffPages(result), pages);
+}
+
+// Fifty values of 12 MB, all of them the same bytes of a file of 12 MB.
+TEST_F(HostileMetadataTest, ValuesOnTopOfOneAnotherAreNotMultiplied) {
+    const auto number = [](std::uint32_t value) {
+        std::string bytes;
+        for (int i = 0; i < 4; ++i)
+            bytes += static_cast<char>(value >> (8 * i) & 0xFFU);
+        return bytes;
+    };
+    constexpr std::uint32_t sharedBytes = 12U << 20;
+    std::string entries;
+    for (char tag = 0; tag < 50; ++tag) {
+        entries +=
+            std::string(1, tag) + std::string("\xA0\x07\0", 3) + number(sharedBytes) + number(1000);
+    }
+    std::string bytes = tiffOf(entries, 50);
+    bytes.resize(1000 + sharedBytes, 'v');
+    EXPECT_EQ(readMetadata(folder.write("shared.tif", bytes)), nullptr);
+    // The same within what a file may claim, and still too much to be carried.
+    bytes = tiffOf(entries.substr(0, 12 * 5), 5);
+    bytes.resize(1000 + sharedBytes, 'v');
+    expectHarmless(folder.write("five.tif", bytes));
+    EXPECT_LT(fs::file_size(folder / "result.tif"), std::size_t{20} << 20);
+}
+
+// Taking them out one by one would take minutes.
+TEST_F(HostileMetadataTest, TensOfThousandsOfPropertiesAreSortedOutAtOnce) {
+    const fs::path source = folder / "source.png";
+    makeSource(source, {"-IFD0:Artist=A", "-XMP-dc:Title=Title"});
+    std::string properties;
+    for (int i = 0; i < 60000; ++i)
+        properties += "<crs:P" + std::to_string(i) + ">v</crs:P" + std::to_string(i) + ">";
+    const std::string packet =
+        "<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF "
+        "xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'><rdf:Description rdf:about='' "
+        "xmlns:crs='http://ns.adobe.com/camera-raw-settings/1.0/' "
+        "xmlns:photoshop='http://ns.adobe.com/photoshop/1.0/'><photoshop:City>Bern</"
+        "photoshop:City>" +
+        properties + "</rdf:Description></rdf:RDF></x:xmpmeta>";
+    const fs::path file = folder.write("packet.xmp", packet);
+    ASSERT_TRUE(writeTags(source, {"-XMP<=" + file.native()}));
+    const auto metadata = readMetadata(source);
+    ASSERT_NE(metadata, nullptr);
+    EXPECT_THAT(metadata->description(), testing::HasSubstr("Xmp.photoshop.City = Bern"));
+    EXPECT_THAT(metadata->description(), testing::Not(testing::HasSubstr("Xmp.crs")));
+}
+
+TEST_F(HostileMetadataTest, TruncatedHeicFiles) {
+    const fs::path source = folder / "source.heic";
+    vipsImage(makeImage(64, 48, {}, sceneAt(1))).heifsave(source.c_str());
+    ASSERT_TRUE(writeTags(source, {"-IFD0:Make=Maker", "-XMP-dc:Title=Title"}));
+    const std::string whole = readFile(source);
+    for (std::size_t length = 0; length < whole.size(); length += 41)
+        expectHarmless(folder.write("cut.heic", whole.substr(0, length)));
 }
 
 TEST_F(HostileMetadataTest, AnXmpPacketThatIsNoXml) {

@@ -33,7 +33,16 @@ Tags exifToolTags(const std::filesystem::path& file) {
                                name == "ExifTool:ExifToolVersion";
         if (!aboutFile) tags[name] = textOf(tag.value());
     }
+    if (tags.empty()) tags["ExifTool:Error"] = process.errorString().toStdString();
     return tags;
+}
+
+std::vector<std::string> complaintsIn(const Tags& tags) {
+    std::vector<std::string> complaints;
+    for (const auto& [name, value] : tags) {
+        if (name.starts_with("ExifTool:")) complaints.push_back(value);
+    }
+    return complaints;
 }
 
 std::vector<std::string> differencesBetween(const Tags& first, const Tags& second) {

@@ -12,8 +12,12 @@ namespace lumaweave::test {
 // All tags that it finds, "Group:Tag" (group 1, as in "ExifIFD:FNumber"; binary values as text of
 // their own length) to printed value. Its complaints are among them, as "ExifTool:Warning". Tags of
 // the file itself (its name, dates, size) are left out.
+// A file that it cannot read at all has the one tag "ExifTool:Error".
 using Tags = std::map<std::string, std::string>;
 [[nodiscard]] Tags exifToolTags(const std::filesystem::path& file);
+
+// Its warnings and errors.
+[[nodiscard]] std::vector<std::string> complaintsIn(const Tags& tags);
 
 // What two files' tags differ in, sorted: "-" before a tag that only the first has, "+" before one
 // that only the second has, "~" before one of another value.
