@@ -18,11 +18,13 @@ namespace {
 constexpr mode_t newFileMode = 0666;
 
 // Beside the target, because only within a file system can a name be handed over. It does not
-// contain the target's name, which may be as long as names can be.
+// contain the target's name, which may be as long as names can be; nor the process's number, which
+// in a container is the same at every start: what a killed program has left would be in the way.
 fs::path temporaryBeside(const fs::path& target) {
     static std::atomic<unsigned> count = 0;
+    std::random_device random;
     return target.parent_path() /
-           (".lumaweave-" + std::to_string(getpid()) + "-" + std::to_string(++count) + ".part");
+           (".lumaweave-" + std::to_string(random()) + "-" + std::to_string(++count) + ".part");
 }
 
 fs::path withoutLinks(const fs::path& path) {
