@@ -23,8 +23,8 @@ class AtomicFile {
     [[nodiscard]] const FileDescriptor& file() const { return file_; }
 
     // Waits until the bytes are on the disk and puts the file in the target's place, with the
-    // permissions of the file that was there. A link to a file there is followed. False (errno says why) when
-    // that cannot be done; the old file is then untouched.
+    // permissions of the file that was there. A link to a file there is followed. False (errno says
+    // why) when that cannot be done; the old file is then untouched.
     [[nodiscard]] bool commit();
 
   private:
