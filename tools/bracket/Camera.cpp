@@ -7,6 +7,7 @@ namespace {
 const Vec3 kPosition{0.22, 1.46, -0.05};
 constexpr double kBaseYaw = -2.5;
 constexpr double kBasePitch = -4.0;
+const Vec3 kPanoramaPosition{0.05, 1.50, 2.15};
 
 double radians(double degrees) {
     return degrees * kPi / 180;
@@ -47,7 +48,27 @@ Camera::Camera(int width, int height, double fovDegrees, const Turn& turn)
     pixelSize_ = std::tan(radians(0.5 * fovDegrees)) / halfWidth_;
 }
 
+Camera Camera::panorama(int width, int height) {
+    const Axes axes;
+    Camera camera;
+    camera.position_ = kPanoramaPosition;
+    camera.right_ = axes.right;
+    camera.up_ = axes.up;
+    camera.forward_ = axes.forward;
+    camera.halfWidth_ = 0.5 * width;
+    camera.halfHeight_ = 0.5 * height;
+    camera.pixelSize_ = 2 * kPi / width;
+    camera.panorama_ = true;
+    return camera;
+}
+
 Ray Camera::rayThrough(double x, double y) const {
+    if (panorama_) {
+        const double longitude = kPi * (x / halfWidth_ - 1.5);
+        const double latitude = 0.5 * kPi * (1 - y / halfHeight_);
+        const Vec3 level = forward_ * std::cos(longitude) + right_ * std::sin(longitude);
+        return {position_, level * std::cos(latitude) + up_ * std::sin(latitude)};
+    }
     return {position_, normalized(forward_ + right_ * ((x - halfWidth_) * pixelSize_) +
                                   up_ * ((halfHeight_ - y) * pixelSize_))};
 }

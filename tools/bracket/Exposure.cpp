@@ -73,7 +73,9 @@ PixelImage expose(const RadianceImage& light, const Shot& shot, int threads) {
         for (int x = 0; x < light.width; ++x) {
             const double dx = x + 0.5 - cx;
             const double dy = y + 0.5 - cy;
-            const double vignette = 1 - kVignetting * (dx * dx + dy * dy) / corner;
+            // A picture of every direction has no corners to darken.
+            const double loss = light.allRound ? 0 : kVignetting;
+            const double vignette = 1 - loss * (dx * dx + dy * dy) / corner;
             const std::size_t pixel =
                 static_cast<std::size_t>(y) * static_cast<std::size_t>(light.width) +
                 static_cast<std::size_t>(x);

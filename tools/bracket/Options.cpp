@@ -63,7 +63,7 @@ std::map<std::string, Reader> readersFor(Options& o) {
 
 void fillIn(Options& o) {
     if (o.height == 0) {
-        o.height = static_cast<int>(std::lround(o.width * 2.0 / 3));
+        o.height = static_cast<int>(std::lround(o.width * (o.panorama ? 1.0 / 2 : 2.0 / 3)));
     }
     if (o.fovDegrees <= 0) {
         o.fovDegrees = standardFov();
@@ -85,6 +85,8 @@ std::string usageText() {
            "\n"
            "  --width W             width in pixels (1920)\n"
            "  --height H            height in pixels (two thirds of the width)\n"
+           "  --panorama            all directions from the middle of the room, as panorama-1.jpg\n"
+           "                        and so on (height: half the width; no turns, no tags)\n"
            "  --shots N             number of shots (5)\n"
            "  --ev-step E           exposure values between shots (2)\n"
            "  --turn YAW,PITCH,ROLL degrees the camera is turned right, up and clockwise;\n"
@@ -105,6 +107,10 @@ std::optional<Options> parseOptions(const std::vector<std::string>& arguments,
         if (name == "--help") {
             options.help = true;
             return options;
+        }
+        if (name == "--panorama") {
+            options.panorama = true;
+            continue;
         }
         if (!name.starts_with("-")) {
             if (!options.folder.empty() || name.empty()) {

@@ -20,6 +20,7 @@ struct Options {
     int threads = 0;  ///< 0: one per processor
     double fovDegrees = 0;
     int samples = 0;  ///< 0: as the width asks for
+    bool panorama = false;
     bool help = false;
     std::filesystem::path folder;
 };

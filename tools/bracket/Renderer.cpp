@@ -30,7 +30,7 @@ double fresnel(double base, double cosine) {
 /// The slight blur of a real lens and sensor.
 RadianceImage softened(const RadianceImage& image, int threads) {
     constexpr float kSide = 0.13F;
-    RadianceImage out{image.width, image.height, {}};
+    RadianceImage out{image.width, image.height, {}, image.allRound};
     out.rgb.resize(image.rgb.size());
     const auto stride = 3 * static_cast<std::size_t>(image.width);
     std::vector<float> across(image.rgb.size());
@@ -38,8 +38,10 @@ RadianceImage softened(const RadianceImage& image, int threads) {
         const float* in = image.rgb.data() + static_cast<std::size_t>(y) * stride;
         float* to = across.data() + static_cast<std::size_t>(y) * stride;
         for (std::size_t i = 0; i < stride; ++i) {
-            const float before = in[i < 3 ? i : i - 3];
-            const float after = in[i + 3 < stride ? i + 3 : i];
+            const std::size_t beforeFirst = image.allRound ? i + stride - 3 : i;
+            const std::size_t afterLast = image.allRound ? i + 3 - stride : i;
+            const float before = in[i < 3 ? beforeFirst : i - 3];
+            const float after = in[i + 3 < stride ? i + 3 : afterLast];
             to[i] = in[i] + kSide * (before - 2 * in[i] + after);
         }
     });
@@ -218,7 +220,7 @@ void Renderer::renderRow(const Camera& camera, int samplesPerSide, int y,
 
 RadianceImage Renderer::render(const Camera& camera, int width, int height,
                                int samplesPerSide) const {
-    RadianceImage image{width, height, {}};
+    RadianceImage image{width, height, {}, camera.isPanorama()};
     image.rgb.resize(3 * static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
     forEachIndex(height, threads_, [&](int y) { renderRow(camera, samplesPerSide, y, image); });
     return softened(image, threads_);

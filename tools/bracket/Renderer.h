@@ -13,6 +13,7 @@ struct RadianceImage {
     int width = 0;
     int height = 0;
     std::vector<float> rgb;
+    bool allRound = false;  ///< the right border joins the left one
 };
 
 /// Turns the scene and its baked light into pictures.

@@ -4,17 +4,20 @@ namespace lumaweave {
 
 namespace {
 
-Mesh wholeMesh() {
+Mesh wholeMesh(View view) {
     Mesh mesh;
     addRoom(mesh);
     addFurniture(mesh);
     addStillLife(mesh);
     addOutside(mesh);
+    if (view == View::AllRound) {
+        addBehind(mesh);
+    }
     return mesh;
 }
 
 }  // namespace
 
-Scene::Scene() : mesh(wholeMesh()), bvh(mesh) {}
+Scene::Scene(View view) : mesh(wholeMesh(view)), bvh(mesh) {}
 
 }  // namespace lumaweave

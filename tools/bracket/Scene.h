@@ -24,8 +24,12 @@ inline constexpr double kWindowPlane = kRoomBack + kWallThickness;
 /// The garden lies a storey below the floor of the room.
 inline constexpr double kGroundLevel = -2.6;
 
+/// What the scene is to be seen from: the bracket's camera looks at the window only; all round
+/// there is also the wall behind it.
+enum class View { TowardsWindow, AllRound };
+
 struct Scene {
-    Scene();
+    explicit Scene(View view);
     Mesh mesh;
     Bvh bvh;
 };
@@ -34,5 +38,6 @@ void addRoom(Mesh& mesh);
 void addFurniture(Mesh& mesh);
 void addStillLife(Mesh& mesh);
 void addOutside(Mesh& mesh);
+void addBehind(Mesh& mesh);
 
 }  // namespace lumaweave

@@ -38,9 +38,21 @@ BakeQuality bakeQualityFor(int width) {
     return width < 1000 ? BakeQuality{4, 4} : BakeQuality{6, 8};
 }
 
+void renderPanorama(const Options& options) {
+    const Scene scene(View::AllRound);
+    const Renderer renderer(scene, bakeLight(scene, bakeQualityFor(options.width), options.threads),
+                            options.threads);
+    const Camera camera = Camera::panorama(options.width, options.height);
+    const RadianceImage light =
+        renderer.render(camera, options.width, options.height, options.samples);
+    for (const Shot& shot : bracketOf(options.shots, options.evStep)) {
+        writeFile(options.folder / ("panorama-" + std::to_string(shot.number) + ".jpg"),
+                  encodeJpeg(expose(light, shot, options.threads), options.quality));
+    }
+}
+
 void renderBracket(const Options& options) {
-    makeFolder(options.folder);
-    const Scene scene;
+    const Scene scene(View::TowardsWindow);
     const Renderer renderer(scene, bakeLight(scene, bakeQualityFor(options.width), options.threads),
                             options.threads);
     RadianceImage light;
@@ -73,7 +85,12 @@ int run(const std::vector<std::string>& arguments) {
         return 0;
     }
     try {
-        renderBracket(*options);
+        makeFolder(options->folder);
+        if (options->panorama) {
+            renderPanorama(*options);
+        } else {
+            renderBracket(*options);
+        }
     } catch (const std::exception& error) {
         std::cerr << "render-bracket: " << error.what() << "\n";
         return 1;
