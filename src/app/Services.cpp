@@ -73,10 +73,6 @@ void AlertCommandLineTooLong() {
         "less.");
 }
 
-std::uint32_t SwizzleUInt32Long(const std::uint32_t* value) {
-    return __builtin_bswap32(*value);
-}
-
 namespace {
 
 fs::path chooseWithSavePanel() {

@@ -36,8 +36,11 @@ void AppendQuotedPath(std::string& command, const std::filesystem::path& path);
 // without a character that the shell acts on. Any thread.
 [[nodiscard]] bool CanBeQuoted(const std::filesystem::path& path);
 
-// The four bytes of the value pointed to, reversed.
-[[nodiscard]] std::uint32_t SwizzleUInt32Long(const std::uint32_t* value);
+// The four bytes of the value pointed to, reversed. Here, so that loops over pixels can be
+// vectorised.
+[[nodiscard]] constexpr std::uint32_t SwizzleUInt32Long(const std::uint32_t* value) {
+    return __builtin_bswap32(*value);
+}
 
 // Tells the person that a tool's command line would be longer than longestCommandLine, so that
 // nothing was run. Any thread; no lock may be held.

@@ -172,4 +172,8 @@ QImage Image::toScreen() const {
     return isNull() ? QImage() : screenImage(*pixels_);
 }
 
+void Image::toScreen(unsigned char* rgba) const {
+    if (!isNull()) screenPixels(*pixels_, rgba);
+}
+
 }  // namespace lumaweave

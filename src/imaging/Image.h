@@ -66,6 +66,9 @@ class Image {
     // For the screen: 8-bit RGBA (not premultiplied) in sRGB, converted from the picture's own
     // profile. Takes 4 bytes a pixel: scale large pictures down first. Null gives a null image.
     [[nodiscard]] QImage toScreen() const;
+    // The same into memory of the caller's: rows of pixelsWide x 4 bytes, without gaps. Worked on
+    // by every core, strip by strip. Null writes nothing.
+    void toScreen(unsigned char* rgba) const;
 
     // The pixels themselves, for the rest of imaging/ only.
     [[nodiscard]] const PixelData& pixels() const { return *pixels_; }

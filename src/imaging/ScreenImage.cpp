@@ -1,6 +1,8 @@
 #include "imaging/ScreenImage.h"
 
 #include <algorithm>
+#include <atomic>
+#include <thread>
 #include <type_traits>
 #include <vector>
 
@@ -51,6 +53,15 @@ void convertRow(const Sample* from, const PixelFormat& format, int width, uchar*
     }
 }
 
+void convertPlainly(const PixelData& source, uchar* rgba) {
+    withSampleType(source.format.type, [&]<typename Sample>() {
+        for (int y = 0; y < source.height; ++y) {
+            convertRow(source.row<Sample>(y), source.format, source.width, rgba);
+            rgba += std::size_t{4} * static_cast<std::size_t>(source.width);
+        }
+    });
+}
+
 // The colour samples as 8 or 16-bit integers, which is what the profile conversion takes. Floats
 // become 16-bit: they are display values from 0 to 1.
 std::vector<unsigned short> wholeNumbers(const PixelData& source) {
@@ -78,7 +89,7 @@ void checkProfile(const vips::VImage& picture, const PixelData& source) {
     }
 }
 
-QImage convertThroughProfile(const PixelData& source) {
+void convertThroughProfile(const PixelData& source, uchar* rgba8) {
     std::vector<unsigned short> converted;
     const void* bytes = source.bytes;
     std::size_t byteCount = source.byteCount();
@@ -114,40 +125,78 @@ QImage convertThroughProfile(const PixelData& source) {
     } else {
         rgba = rgba.bandjoin(255);
     }
-    QImage screen(source.width, source.height, QImage::Format_RGBA8888);
-    if (screen.isNull()) return screen;
-    // Rows of four bytes a pixel need no padding, so the whole picture is one block.
-    vips::VImage target =
-        vips::VImage::new_from_memory(screen.bits(), static_cast<std::size_t>(screen.sizeInBytes()),
-                                      source.width, source.height, 4, VIPS_FORMAT_UCHAR);
+    const std::size_t targetBytes = std::size_t{4} * static_cast<std::size_t>(source.width) *
+                                    static_cast<std::size_t>(source.height);
+    vips::VImage target = vips::VImage::new_from_memory(rgba8, targetBytes, source.width,
+                                                        source.height, 4, VIPS_FORMAT_UCHAR);
     if (vips_image_write(rgba.cast(VIPS_FORMAT_UCHAR).get_image(), target.get_image()) != 0) {
         throw vips::VError();
     }
-    return screen;
+}
+
+// Some rows of a picture, as a picture.
+PixelData rowsOf(const PixelData& source, int first, int count) {
+    PixelData rows = source;
+    rows.bytes += static_cast<std::size_t>(first) * source.bytesPerRow();
+    rows.height = count;
+    return rows;
+}
+
+// Whether the profile could be used.
+bool convertStrip(const PixelData& strip, bool useProfile, uchar* rgba) {
+    if (useProfile && !strip.colourProfile.isEmpty()) {
+        try {
+            convertThroughProfile(strip, rgba);
+            return true;
+        } catch (const vips::VError& error) {
+            Log(std::string("Colour profile not used: ") + error.what());
+            vips_error_clear();
+        }
+    }
+    convertPlainly(strip, rgba);
+    return false;
 }
 
 }  // namespace
 
+void screenPixels(const PixelData& source, unsigned char* rgba) {
+    // Large enough that setting up a strip does not count, small enough for the copies that some
+    // conversions make.
+    constexpr std::size_t pixelsPerStrip = std::size_t{1} << 22;
+    const auto width = static_cast<std::size_t>(source.width);
+    const int stripRows = static_cast<int>(std::max<std::size_t>(1, pixelsPerStrip / width));
+    const int strips = (source.height + stripRows - 1) / stripRows;
+    const auto convert = [&](int strip, bool useProfile) {
+        const int first = strip * stripRows;
+        const int count = std::min(stripRows, source.height - first);
+        return convertStrip(rowsOf(source, first, count), useProfile,
+                            rgba + std::size_t{4} * width * static_cast<std::size_t>(first));
+    };
+    // The first strip tells for all whether the profile serves, so that it is logged once.
+    const bool useProfile = convert(0, true);
+    std::atomic<int> next = 1;
+    const auto work = [&] {
+        for (int strip = next++; strip < strips; strip = next++)
+            convert(strip, useProfile);
+    };
+    std::vector<std::jthread> helpers;
+    const int cores = static_cast<int>(std::thread::hardware_concurrency());
+    for (int i = 1; i < std::min(cores, strips - 1); ++i)
+        helpers.emplace_back(work);
+    work();
+}
+
 QImage fileValues(const PixelData& source) {
     QImage bytes(source.width, source.height, QImage::Format_RGBA8888);
-    if (bytes.isNull()) return bytes;
-    withSampleType(source.format.type, [&]<typename Sample>() {
-        for (int y = 0; y < source.height; ++y) {
-            convertRow(source.row<Sample>(y), source.format, source.width, bytes.scanLine(y));
-        }
-    });
+    if (!bytes.isNull()) convertPlainly(source, bytes.bits());
     return bytes;
 }
 
 QImage screenImage(const PixelData& source) {
-    if (source.colourProfile.isEmpty()) return fileValues(source);
-    try {
-        return convertThroughProfile(source);
-    } catch (const vips::VError& error) {
-        Log(std::string("Colour profile not used: ") + error.what());
-        vips_error_clear();
-        return fileValues(source);
-    }
+    // Rows of four bytes a pixel need no padding, so the whole picture is one block.
+    QImage screen(source.width, source.height, QImage::Format_RGBA8888);
+    if (!screen.isNull()) screenPixels(source, screen.bits());
+    return screen;
 }
 
 }  // namespace lumaweave

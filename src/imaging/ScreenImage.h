@@ -10,6 +10,10 @@ struct PixelData;
 // another kind of picture) is passed over, as if the picture were sRGB. Any thread.
 [[nodiscard]] QImage screenImage(const PixelData& source);
 
+// The same into memory of the caller's, rows of width x 4 bytes without gaps. Large pictures are
+// converted in strips, by as many threads as there are cores.
+void screenPixels(const PixelData& source, unsigned char* rgba);
+
 // The picture's own values as 8-bit RGBA, whatever its profile says of them. Any thread.
 [[nodiscard]] QImage fileValues(const PixelData& source);
 

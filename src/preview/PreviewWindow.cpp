@@ -3,6 +3,7 @@
 #include <QAction>
 #include <QButtonGroup>
 #include <QDesktopServices>
+#include <QFile>
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QMouseEvent>
@@ -21,6 +22,7 @@
 #include "fusion/WorkingFiles.h"
 #include "imaging/ImageDecoder.h"
 #include "imaging/TiffWriter.h"
+#include "panorama/VRWindow.h"
 #include "platform/Log.h"
 #include "platform/TextEncoding.h"
 #include "platform/Threads.h"
@@ -120,8 +122,6 @@ QWidget* PreviewWindow::makeOutputPanel() {
     for (int id = 0; id < titles.size(); ++id) {
         auto* button = new QRadioButton(titles[id]);
         button->setObjectName("afterEnfusing" + QString::number(id));
-        // Without its window this choice would do nothing.
-        button->setEnabled(id != showPanorama);
         afterEnfusingRadioButtons_->addButton(button, id);
         column->addWidget(button);
     }
@@ -313,6 +313,14 @@ void PreviewWindow::actAfterEnfusing() {
         case showInWindow:
             showOutputImage();
             break;
+        case showPanorama: {
+            const Image result = decodeImage(gEnfuseSavePath);
+            VRWindow* window = result.isNull() ? nullptr : VRWindow::initWithImage(result);
+            if (window != nullptr) {
+                window->setPictureName(QFile::decodeName(gEnfuseSavePath.filename().c_str()));
+            }
+            break;
+        }
         case openWithDefaultProgram:
             if (!QDesktopServices::openUrl(UrlFromPath(gEnfuseSavePath))) {
                 Log("No program opens " + gEnfuseSavePath.native());

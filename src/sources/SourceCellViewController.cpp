@@ -12,6 +12,7 @@
 #include "fusion/WorkingFiles.h"
 #include "imaging/TiffFile.h"
 #include "imaging/TiffWriter.h"
+#include "panorama/VRWindow.h"
 #include "platform/Log.h"
 #include "platform/Threads.h"
 #include "preview/PreviewWindow.h"
@@ -49,6 +50,8 @@ SourceCellViewController::SourceCellViewController()
                      [this] { useAction(useCheckBox()); });
     QObject::connect(layout_->removeButton, &QToolButton::clicked, view_,
                      [this] { removeCellAction(layout_->removeButton); });
+    QObject::connect(layout_->panoramaButton, &QToolButton::clicked, view_,
+                     [this] { vrAction(layout_->panoramaButton); });
     if (gBlankCellBackground != nullptr) {
         cellImageView()->setImage(gBlankCellBackground->toImage());
     }
@@ -249,6 +252,7 @@ void SourceCellViewController::refreshScaledSource() {
 void SourceCellViewController::showControls(bool filled) {
     useCheckBox()->setVisible(filled);
     layout_->removeButton->setVisible(filled);
+    layout_->panoramaButton->setVisible(filled);
     if (filled) {
         cellImageView()->setCursor(Qt::PointingHandCursor);
         cellImageView()->setToolTip(
@@ -279,6 +283,14 @@ void SourceCellViewController::useAction(const QCheckBox* sender) {
     gPreviewWindow->updateFuseCommand();
     if (gNumSourceImages >= 2) {
         performInBackground([] { gPreviewWindow->doEnfusePreviewOnThread(); });
+    }
+}
+
+void SourceCellViewController::vrAction(const QObject*) {
+    const Image image = theImage();
+    if (image.isNull()) return;
+    if (VRWindow* window = VRWindow::initWithImage(image)) {
+        window->setPictureName(QFile::decodeName(filenameToDisplay().c_str()));
     }
 }
 

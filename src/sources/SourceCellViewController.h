@@ -53,6 +53,8 @@ class SourceCellViewController {
 
     // The use switch was clicked. Main thread.
     void useAction(const QCheckBox* sender);
+    // Opens the image in a panorama window; nothing when there is none. Main thread.
+    void vrAction(const QObject* sender);
     // Empties the cell. With a sender the preview and detail of what is left are fused anew (two or
     // more images); otherwise both views are blanked. Main thread.
     void removeCellAction(const QObject* sender);

@@ -156,7 +156,7 @@ void addBench(Mesh& mesh) {
                     {0.195, 0.34},
                     {0.18, 0.16},
                     {0.001, 0.03}},
-                   48, {Material::Wicker, 771}, {{kRoomRight - 0.28, 0, 1.02}, 0, 0});
+                   48, {Material::Wicker, 771}, {{kRoomRight - 0.28, 0.02, 1.02}, 0, 0});
 }
 
 /// A lamp that hangs from the ceiling, above the viewer's left.

@@ -1,9 +1,12 @@
 // Takes the program through its usual use without a person: loads the given shots, waits for the
-// preview, picks a detail, opens a shot, fuses full size, looks at the result, aligns, and saves the
-// result and a picture of every window, in a light and a dark theme, large and small. For looking
-// at the program where there is no display.
+// preview, picks a detail, opens a shot, fuses full size, looks at the result, aligns, and saves
+// the result and a picture of every window, in a light and a dark theme, large and small. For
+// looking at the program where there is no display.
 //
-// lumaweave-tour OUTPUT_FOLDER SHOT...   (lines for people begin with "tour: ")
+// lumaweave-tour OUTPUT_FOLDER [--panorama PICTURE] SHOT...   (lines for people begin with "tour:
+// ")
+//
+// With a panorama it also looks around in that.
 
 #include <QApplication>
 #include <QButtonGroup>
@@ -28,6 +31,9 @@
 #include "app/ProgramRun.h"
 #include "app/Services.h"
 #include "app/SharedState.h"
+#include "imaging/ImageDecoder.h"
+#include "panorama/MyOpenGLView.h"
+#include "panorama/VRWindow.h"
 #include "platform/Log.h"
 #include "platform/Threads.h"
 #include "preview/EnfusingProgressDialog.h"
@@ -229,7 +235,43 @@ void alignShots(MainInterface& windows) {
     say("the shots are aligned");
 }
 
-int tour(const fs::path& folder, const std::vector<fs::path>& shots) {
+// Drags the panorama by so many points, as the mouse would.
+void dragPanorama(MyOpenGLView& view, QPointF by) {
+    const QPointF middle = view.rect().center();
+    const auto send = [&view](QEvent::Type type, QPointF at, Qt::MouseButton button,
+                              Qt::MouseButtons held) {
+        QMouseEvent event(type, at, view.mapToGlobal(at), button, held, Qt::NoModifier);
+        QApplication::sendEvent(&view, &event);
+    };
+    send(QEvent::MouseButtonPress, middle, Qt::LeftButton, Qt::LeftButton);
+    send(QEvent::MouseMove, middle + by, Qt::NoButton, Qt::LeftButton);
+    send(QEvent::MouseButtonRelease, middle + by, Qt::LeftButton, Qt::NoButton);
+    QApplication::processEvents();
+}
+
+// A panorama as it opens, where its left and right borders meet, and at both poles. (A point of
+// drag turns it by 0.4 degrees.)
+void lookAround(const fs::path& panorama, const fs::path& folder) {
+    VRWindow* window = VRWindow::initWithImage(decodeImage(panorama));
+    if (window == nullptr) giveUp("the panorama did not open");
+    window->setPictureName(QFile::decodeName(panorama.filename().c_str()));
+    MyOpenGLView& view = *window->theGLView();
+    QApplication::processEvents();
+    saveScreenshot(*window, folder / "panorama-start.png");
+    dragPanorama(view, {225, 0});
+    saveScreenshot(*window, folder / "panorama-border.png");
+    dragPanorama(view, {0, 300});
+    saveScreenshot(*window, folder / "panorama-pole-below.png");
+    dragPanorama(view, {0, -600});
+    saveScreenshot(*window, folder / "panorama-pole-above.png");
+    dragPanorama(view, {-225, 225});
+    window->resize(360, 560);
+    QApplication::processEvents();
+    saveScreenshot(*window, folder / "panorama-small.png");
+    window->close();
+}
+
+int tour(const fs::path& folder, const fs::path& panorama, const std::vector<fs::path>& shots) {
     MainInterface windows;
     AppDelegate delegate;
     AlertWatch alerts;
@@ -250,6 +292,7 @@ int tour(const fs::path& folder, const std::vector<fs::path>& shots) {
     fuseFullSize(windows, folder / "fused.tif");
     lookAtTheResult(*windows.previewWindow(), folder);
     alignShots(windows);
+    if (!panorama.empty()) lookAround(panorama, folder);
     return EXIT_SUCCESS;
 }
 
@@ -258,19 +301,26 @@ int tour(const fs::path& folder, const std::vector<fs::path>& shots) {
 }  // namespace lumaweave
 
 int main(int argc, char** argv) {
-    if (argc < 4) {
-        std::fputs("usage: lumaweave-tour OUTPUT_FOLDER SHOT SHOT...\n", stderr);
+    std::vector<std::string> arguments(argv + 1, argv + argc);
+    std::filesystem::path panorama;
+    if (arguments.size() > 2 && arguments[1] == "--panorama") {
+        panorama = std::filesystem::absolute(arguments[2]);
+        arguments.erase(arguments.begin() + 1, arguments.begin() + 3);
+    }
+    if (arguments.size() < 3) {
+        std::fputs("usage: lumaweave-tour OUTPUT_FOLDER [--panorama PICTURE] SHOT SHOT...\n",
+                   stderr);
         return 2;
     }
     // The user's own settings are neither used nor changed.
-    const std::filesystem::path folder = std::filesystem::absolute(argv[1]);
+    const std::filesystem::path folder = std::filesystem::absolute(arguments[0]);
     qputenv("XDG_CONFIG_HOME", QByteArray::fromStdString((folder / "settings").native()));
     QApplication application(argc, argv);
     QApplication::setStyle(QStyleFactory::create("Fusion"));
     QApplication::setQuitOnLastWindowClosed(false);
     const lumaweave::ProgramRun run;
     std::vector<std::filesystem::path> shots;
-    for (int i = 2; i < argc; ++i)
-        shots.push_back(std::filesystem::absolute(argv[i]));
-    return lumaweave::tour(folder, shots);
+    for (std::size_t i = 1; i < arguments.size(); ++i)
+        shots.push_back(std::filesystem::absolute(arguments[i]));
+    return lumaweave::tour(folder, panorama, shots);
 }

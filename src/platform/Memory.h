@@ -1,0 +1,12 @@
+#pragma once
+
+#include <cstdint>
+
+namespace lumaweave {
+
+// How many bytes this process may still take without the machine running short: the least of what
+// the system has free, what the process's group is granted and what its own limit leaves. Any
+// thread.
+[[nodiscard]] std::uint64_t availableMemory();
+
+}  // namespace lumaweave
