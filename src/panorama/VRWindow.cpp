@@ -91,8 +91,11 @@ VRWindow::VRWindow() : layout_(std::make_unique<Ui::VRWindow>()) {
     // The program ends with its main window, whatever is being looked at.
     setAttribute(Qt::WA_QuitOnClose, false);
     connect(qApp, &QCoreApplication::aboutToQuit, this, [this] { delete this; });
-    auto* closing = new QShortcut(QKeySequence::Close, this);
-    connect(closing, &QShortcut::activated, this, &QWidget::close);
+    for (const QKeySequence& keys :
+         {QKeySequence(Qt::CTRL | Qt::Key_W), QKeySequence(Qt::Key_Escape)}) {
+        auto* closing = new QShortcut(keys, this);
+        connect(closing, &QShortcut::activated, this, &QWidget::close);
+    }
 }
 
 VRWindow::~VRWindow() = default;

@@ -1,0 +1,107 @@
+#include "PanoramaSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QMouseEvent>
+#include <QPointer>
+#include <QProcess>
+#include <QTest>
+
+#include "imaging/PixelData.h"
+#include "support/Waiting.h"
+
+namespace lumaweave::test {
+
+Image makeByRows(int width, int height, const PixelFormat& format, const RowWriter& write) {
+    PixelBuffer buffer(width, height, format);
+    for (int y = 0; y < height; ++y)
+        write(y, buffer.row<unsigned char>(y));
+    return std::move(buffer).finish();
+}
+
+Image numberedPicture(int width, int height, bool alpha) {
+    return makeByRows(width, height, {3, alpha, SampleType::uint8}, [=](int y, unsigned char* to) {
+        for (int x = 0; x < width; ++x) {
+            *to++ = static_cast<unsigned char>(x);
+            *to++ = static_cast<unsigned char>(y);
+            *to++ = static_cast<unsigned char>((x >> 8) * 16 + (y >> 8));
+            if (alpha) *to++ = static_cast<unsigned char>(x * 7 + y * 3);
+        }
+    });
+}
+
+OpenViewer::OpenViewer(const Image& image, QSize size) : window_(VRWindow::initWithImage(image)) {
+    if (window_ == nullptr) throw std::runtime_error("the viewer did not open");
+    EXPECT_TRUE(QTest::qWaitForWindowExposed(window_));
+    resize(size);
+}
+
+OpenViewer::~OpenViewer() {
+    const QPointer<VRWindow> gone = window_;
+    window_->close();
+    EXPECT_TRUE(waitUntil([&gone] { return gone.isNull(); }));
+}
+
+void OpenViewer::resize(QSize size) const {
+    window_->resize(size);
+    EXPECT_TRUE(waitUntil([this, size] { return view().size() == size; }));
+}
+
+void OpenViewer::lookAt(float pitch, float yaw) const {
+    constexpr double pointsPerDegree = 2.5;
+    const auto turn = static_cast<double>(yaw - view().cubeRotY()) * pointsPerDegree;
+    const auto lift = static_cast<double>(pitch - view().cubeRotX()) * pointsPerDegree;
+    view().mouseDragged(turn, lift);
+}
+
+std::unique_ptr<MyOpenGLView> shownView(QSize size) {
+    auto view = std::make_unique<MyOpenGLView>();
+    view->resize(size);
+    view->show();
+    EXPECT_TRUE(QTest::qWaitForWindowExposed(view.get()));
+    return view;
+}
+
+std::vector<std::uint32_t> texelsOf(unsigned int texture, int width, int height) {
+    std::vector<std::uint32_t> texels(static_cast<std::size_t>(width) *
+                                      static_cast<std::size_t>(height));
+    glBindTexture(GL_TEXTURE_RECTANGLE, texture);
+    glGetTexImage(GL_TEXTURE_RECTANGLE, 0, GL_BGRA, GL_UNSIGNED_INT_8_8_8_8_REV, texels.data());
+    return texels;
+}
+
+void dragMouse(QWidget& view, const std::vector<QPointF>& steps) {
+    QPointF at = view.rect().center();
+    const auto send = [&](QEvent::Type type, Qt::MouseButton button, Qt::MouseButtons held) {
+        QMouseEvent event(type, at, view.mapToGlobal(at), button, held, Qt::NoModifier);
+        QApplication::sendEvent(&view, &event);
+    };
+    send(QEvent::MouseButtonPress, Qt::LeftButton, Qt::LeftButton);
+    for (const QPointF& step : steps) {
+        at += step;
+        send(QEvent::MouseMove, Qt::NoButton, Qt::LeftButton);
+    }
+    send(QEvent::MouseButtonRelease, Qt::LeftButton, Qt::NoButton);
+}
+
+bool inProcessWith(const std::string& variable, const std::string& value) {
+    if (qgetenv(variable.c_str()).toStdString() == value) return true;
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QString::fromStdString(variable), QString::fromStdString(value));
+    process.setProcessEnvironment(environment);
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
+    process.start("/proc/self/exe", {QString("--gtest_filter=%1.%2")
+                                         .arg(QString::fromLatin1(test->test_suite_name()),
+                                              QString::fromLatin1(test->name()))});
+    EXPECT_TRUE(waitUntil([&process] { return process.state() == QProcess::NotRunning; }));
+    const std::string output = process.readAll().toStdString();
+    EXPECT_EQ(process.exitStatus(), QProcess::NormalExit) << output;
+    EXPECT_EQ(process.exitCode(), 0) << output;
+    EXPECT_NE(output.find("[  PASSED  ] 1 test."), std::string::npos) << output;
+    return false;
+}
+
+}  // namespace lumaweave::test
