@@ -36,6 +36,7 @@ const std::map<std::string, Job>& jobs() {
     static const std::map<std::string, Job> all = {{"load", {runLoadJob, 7}},
                                                    {"preview", {runPreviewJob, 11}},
                                                    {"full", {runFullSizeJob, 5}},
+                                                   {"panorama", {runPanoramaJob, 5}},
                                                    {"memory", {runMemoryJob, 1}}};
     return all;
 }

@@ -16,6 +16,10 @@ constexpr float startFov = 85.0F;
 constexpr float nearPlane = 10.0F;
 constexpr float farPlane = 2000.0F;
 
+// Filling the buffer takes about as long as so many sections.
+constexpr int bufferSteps = 16;
+constexpr int allSteps = bufferSteps + sectionCount;
+
 }  // namespace
 
 QSurfaceFormat panoramaFormat() {
@@ -28,7 +32,9 @@ QSurfaceFormat panoramaFormat() {
     return format;
 }
 
-std::optional<PanoramaGraphics> panoramaGraphics() {
+namespace {
+
+std::optional<PanoramaGraphics> askForGraphics() {
     QOpenGLContext context;
     context.setFormat(panoramaFormat());
     if (!context.create() || context.isOpenGLES()) return std::nullopt;
@@ -42,6 +48,14 @@ std::optional<PanoramaGraphics> panoramaGraphics() {
     const bool hasTarget = context.hasExtension("GL_ARB_texture_rectangle");
     context.doneCurrent();
     return hasTarget ? std::optional(graphics) : std::nullopt;
+}
+
+}  // namespace
+
+std::optional<PanoramaGraphics> panoramaGraphics() {
+    // Once: a context is much to make, and some drivers hang where memory for it is short.
+    static const std::optional<PanoramaGraphics> graphics = askForGraphics();
+    return graphics;
 }
 
 std::string openGLErrorLine(unsigned int error) {
@@ -135,21 +149,24 @@ void MyOpenGLView::drawImageIntoBuffer(const Image& image) {
 }
 
 void MyOpenGLView::createTextures(const Image& image) {
+    Q_EMIT texturesProgressed(0, allSteps);
     drawImageIntoBuffer(image);
     const SectionSize size = sectionSizeOf(sourceImageWidth_, sourceImageHeight_);
     textureWidth_ = size.width;
     textureHeight_ = size.height;
     PrintLine("section size = " + std::to_string(size.width) + " x " + std::to_string(size.height));
     deleteTextures();
-    makeCurrent();
     const auto section = std::make_unique_for_overwrite<std::uint32_t[]>(
         static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height));
     for (int k = 0; k < sectionCount; ++k) {
         copySection(imagePixels_.get(), sourceImageWidth_, size, k / sectionColumns,
                     k % sectionColumns, section.get());
+        makeCurrent();
         textureNames_.at(static_cast<std::size_t>(k)) =
             makeTextureFromBuffer(section.get(), size.width, size.height);
+        Q_EMIT texturesProgressed(bufferSteps + k + 1, allSteps);
     }
+    makeCurrent();
     doneCurrent();
     imagePixels_.reset();
     readyToDraw_ = true;

@@ -78,6 +78,11 @@ class MyOpenGLView : public QOpenGLWidget {
 
     [[nodiscard]] QSize sizeHint() const override { return {1024, 640}; }
 
+  Q_SIGNALS:
+    // So far has createTextures come. Whoever listens may run events, and leave another context
+    // current.
+    void texturesProgressed(int done, int total);
+
   protected:
     void initializeGL() override;
     void paintGL() override;

@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QKeySequence>
+#include <QProgressDialog>
 #include <QScreen>
 #include <QShortcut>
 #include <algorithm>
@@ -19,6 +20,9 @@
 namespace lumaweave {
 
 namespace {
+
+// Milliseconds.
+constexpr int waitWithoutProgress = 600;
 
 constexpr auto noOpenGL =
     "A panorama cannot be shown here: it needs OpenGL, and this display has none.  Everything else "
@@ -75,6 +79,15 @@ VRWindow* VRWindow::initWithImage(const Image& image) {
 std::string VRWindow::fill(const Image& image) {
     if (!theGLView()->isValid()) return noOpenGL;
     QApplication::setOverrideCursor(Qt::WaitCursor);
+    // Shows itself only when there is something to wait for. Modal: nobody closes this window
+    // meanwhile.
+    QProgressDialog progress(tr("Preparing the panorama…"), QString(), 0, 1, this);
+    progress.setWindowModality(Qt::ApplicationModal);
+    progress.setMinimumDuration(waitWithoutProgress);
+    connect(theGLView(), &MyOpenGLView::texturesProgressed, &progress, [&](int done, int total) {
+        progress.setMaximum(total);
+        progress.setValue(done);
+    });
     std::string failure;
     try {
         theGLView()->createTextures(image);

@@ -2,8 +2,11 @@
 
 #include <gmock/gmock.h>
 
+#include <QApplication>
 #include <QOpenGLContext>
 #include <QTest>
+#include <algorithm>
+#include <vector>
 
 #include "PanoramaSupport.h"
 #include "app/SharedState.h"
@@ -187,6 +190,26 @@ TEST_F(MyOpenGLViewTest, ThePixelsAreLetGoOnceTheTexturesHoldThem) {
     const auto view = shownView();
     view->createTextures(numberedPicture(64, 32));
     EXPECT_EQ(view->imagePixels(), nullptr);
+}
+
+// Steps are told as they are done, whoever runs events or another context meanwhile.
+TEST_F(MyOpenGLViewTest, TheWorkOnTheTexturesIsToldStepByStep) {
+    const auto view = shownView();
+    const auto other = shownView();
+    std::vector<int> steps;
+    int whole = 0;
+    QObject::connect(view.get(), &MyOpenGLView::texturesProgressed, [&](int done, int total) {
+        steps.push_back(done);
+        whole = total;
+        QApplication::processEvents();
+        other->makeCurrent();
+    });
+    view->createTextures(numberedPicture(640, 320));
+    ASSERT_EQ(steps.size(), 33U) << "the start, and each section";
+    EXPECT_EQ(steps.front(), 0);
+    EXPECT_TRUE(std::is_sorted(steps.begin(), steps.end()));
+    EXPECT_EQ(steps.back(), whole);
+    EXPECT_EQ(QImage(view->grabFramebuffer()).size(), view->size());
 }
 
 TEST_F(MyOpenGLViewTest, TinyImagesMakeEmptyTexturesAndNoCrash) {
