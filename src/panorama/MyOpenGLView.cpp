@@ -92,6 +92,9 @@ MyOpenGLView::MyOpenGLView(QWidget* parent) : QOpenGLWidget(parent) {
 
 MyOpenGLView::~MyOpenGLView() {
     deleteTextures();
+    // The context goes after this part of the object.
+    if (context() == nullptr) return;
+    disconnect(context(), &QOpenGLContext::aboutToBeDestroyed, this, &MyOpenGLView::deleteTextures);
 }
 
 void MyOpenGLView::awakeFromNib() {

@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QGridLayout>
 #include <QGroupBox>
+#include <QGuiApplication>
 #include <QMouseEvent>
 #include <QPushButton>
 #include <QRadioButton>
@@ -313,14 +314,9 @@ void PreviewWindow::actAfterEnfusing() {
         case showInWindow:
             showOutputImage();
             break;
-        case showPanorama: {
-            const Image result = decodeImage(gEnfuseSavePath);
-            VRWindow* window = result.isNull() ? nullptr : VRWindow::initWithImage(result);
-            if (window != nullptr) {
-                window->setPictureName(QFile::decodeName(gEnfuseSavePath.filename().c_str()));
-            }
+        case showPanorama:
+            showOutputAsPanorama();
             break;
-        }
         case openWithDefaultProgram:
             if (!QDesktopServices::openUrl(UrlFromPath(gEnfuseSavePath))) {
                 Log("No program opens " + gEnfuseSavePath.native());
@@ -329,6 +325,24 @@ void PreviewWindow::actAfterEnfusing() {
         default:
             break;
     }
+}
+
+// Loaded in the background: a large one takes seconds.
+void PreviewWindow::showOutputAsPanorama() {
+    QGuiApplication::setOverrideCursor(Qt::BusyCursor);
+    performInBackground([path = gEnfuseSavePath] {
+        const Image result = decodeImage(path);
+        performOnMainThread(
+            [path, result] {
+                QGuiApplication::restoreOverrideCursor();
+                // The program may be ending by now.
+                if (result.isNull() || gAppDelegate == nullptr) return;
+                VRWindow* window = VRWindow::initWithImage(result);
+                if (window == nullptr) return;
+                window->setPictureName(QFile::decodeName(path.filename().c_str()));
+            },
+            Wait::yes);
+    });
 }
 
 OutputImageWindow* PreviewWindow::outputImageWindow() const {

@@ -99,6 +99,7 @@ class PreviewWindow : public QWidget {
     void noteViewSizes();
     void runFullSizeFusion();
     void actAfterEnfusing();
+    static void showOutputAsPanorama();
 
     ImageView* enfusedView_ = nullptr;
     ImageView* detailView_ = nullptr;
