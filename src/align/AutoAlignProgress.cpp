@@ -26,6 +26,7 @@ std::atomic<int> workers = 0;
 
 void noteWorkers(int change) {
     workers += change;
+    workers.notify_all();
     performOnMainThread(
         [] {
             if (gSourcesWindow != nullptr) gSourcesWindow->updateAlignCommand();
@@ -78,6 +79,11 @@ QLabel* AutoAlignProgressDialog::textField() const {
 
 bool AutoAlignProgressDialog::isAlignmentRunning() {
     return workers > 0;
+}
+
+void AutoAlignProgressDialog::waitUntilNoneRuns() {
+    for (int living = workers; living > 0; living = workers)
+        workers.wait(living);
 }
 
 void AutoAlignProgressDialog::init() {

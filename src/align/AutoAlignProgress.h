@@ -33,6 +33,9 @@ class AutoAlignProgressDialog : public Sheet,
     // Whether a worker lives, be it with or (after a cancel) without its sheet. Any thread.
     [[nodiscard]] static bool isAlignmentRunning();
 
+    // Waits until none lives. Background threads; no lock may be held.
+    static void waitUntilNoneRuns();
+
     ~AutoAlignProgressDialog() override;
 
     // The worker. Alignments take turns: one whose sheet was cancelled ends before the next begins.

@@ -10,6 +10,8 @@
 #include "app/Preferences.h"
 #include "app/Services.h"
 #include "app/SharedState.h"
+#include "batch/BatchActivity.h"
+#include "batch/BatchSettings.h"
 #include "platform/Log.h"
 #include "platform/Threads.h"
 #include "preview/PreviewWindow.h"
@@ -42,6 +44,12 @@ AppDelegate::~AppDelegate() {
 void AppDelegate::applicationDidFinishLaunching() {
     gAppDelegate = this;
     doVersionCheck();
+}
+
+void AppDelegate::doBatchAction() {
+    if (BatchActivity::isRunning()) return;
+    BatchSettingsDialog dialog;
+    dialog.init();
 }
 
 void AppDelegate::doAlert(const std::string& message) {

@@ -22,6 +22,10 @@ class AppDelegate final : public FeedParserDelegate {
     // checks for updates.
     void applicationDidFinishLaunching();
 
+    // Fuses a folder of brackets: asks for the settings and the folder, and returns when the batch
+    // has ended or was cancelled. Nothing happens while a batch still runs.
+    void doBatchAction();
+
     // Shows the message modally, as plain text, and logs it once the person has closed it.
     void doAlert(const std::string& message);
 

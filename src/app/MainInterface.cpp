@@ -15,10 +15,13 @@
 #include <QScrollBar>
 #include <QSettings>
 #include <QStandardPaths>
+#include <QStatusBar>
 #include <QStyle>
 #include <QTimer>
 
+#include "app/AppDelegate.h"
 #include "app/SharedState.h"
+#include "batch/BatchActivity.h"
 #include "fusion/EnfuseSettingsWindow.h"
 #include "preview/PreviewWindow.h"
 #include "sources/SourcesWindow.h"
@@ -73,6 +76,7 @@ MainInterface::MainInterface() {
     makeFusionMenu();
     makeViewMenu();
     makeHelpMenu();
+    makeStatusLine();
     resize(firstSize);
     resetArrangement();
     const QSettings settings;
@@ -123,6 +127,12 @@ void MainInterface::makeFileMenu() {
     add->setShortcut(QKeySequence::Open);
     menu->addAction(preview_->fuseAction());
     preview_->fuseAction()->setShortcut(Qt::CTRL | Qt::Key_S);
+    QAction* batch = menu->addAction(tr("Fuse a &Folder…"), this, [] {
+        if (gAppDelegate != nullptr) gAppDelegate->doBatchAction();
+    });
+    batch->setObjectName("batchAction");
+    batch->setShortcut(Qt::CTRL | Qt::Key_B);
+    refusedDuringBatch_.insert(refusedDuringBatch_.end(), {add, batch});
     menu->addSeparator();
     QAction* quit = menu->addAction(tr("&Quit"), this, &QWidget::close);
     quit->setObjectName("quitAction");
@@ -137,6 +147,7 @@ void MainInterface::makeShotsMenu() {
         menu->addAction(tr("&Clear All"), this, [this] { sources_->clearAllCellsAction(this); });
     clear->setObjectName("clearAllAction");
     clear->setShortcut(Qt::CTRL | Qt::SHIFT | Qt::Key_Delete);
+    refusedDuringBatch_.push_back(clear);
     QAction* resave = menu->addAction(tr("Re-save &TIFF Shots"));
     resave->setObjectName("resaveAction");
     resave->setShortcut(Qt::CTRL | Qt::Key_T);
@@ -203,6 +214,30 @@ void MainInterface::makeHelpMenu() {
     about->setObjectName("aboutAction");
     about->setMenuRole(QAction::AboutRole);
     about->setShortcut(QKeySequence::HelpContents);
+}
+
+// The line is there from the start, so that nothing moves when it has something to say.
+void MainInterface::makeStatusLine() {
+    statusBar()->setObjectName("statusLine");
+    connect(&BatchActivity::instance(), &BatchActivity::changed, this,
+            &MainInterface::showBatchActivity);
+}
+
+// While a batch uses the cells nobody else may change them.
+void MainInterface::showBatchActivity() {
+    const BatchActivity::Phase phase = BatchActivity::instance().phase();
+    const bool running = phase != BatchActivity::Phase::none;
+    sources_->setEnabled(!running);
+    for (QAction* action : refusedDuringBatch_)
+        action->setEnabled(!running);
+    sources_->updateAlignCommand();
+    preview_->updateFuseCommand();
+    if (phase == BatchActivity::Phase::finishing) {
+        statusBar()->showMessage(
+            tr("The batch was canceled. Its current set is still being finished…"));
+    } else {
+        statusBar()->clearMessage();
+    }
 }
 
 void MainInterface::chooseImages() {

@@ -42,6 +42,8 @@ class MainInterface : public QMainWindow {
     void makeFusionMenu();
     void makeViewMenu();
     void makeHelpMenu();
+    void makeStatusLine();
+    void showBatchActivity();
     void chooseImages();
     void resetArrangement();
     void showAbout();
@@ -51,6 +53,7 @@ class MainInterface : public QMainWindow {
     SourcesWindow* sources_ = nullptr;
     PreviewWindow* preview_ = nullptr;
     EnfuseSettingsWindow* settings_ = nullptr;
+    std::vector<QAction*> refusedDuringBatch_;
     QDockWidget* sourcesDock_ = nullptr;
     QDockWidget* settingsDock_ = nullptr;
     std::vector<std::filesystem::path> waitingFiles_;

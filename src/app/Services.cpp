@@ -66,6 +66,21 @@ bool CanBeQuoted(const fs::path& path) {
            ShellActiveCharacter(path.native()) == '\0';
 }
 
+std::string NameOfShellCharacter(char character) {
+    switch (character) {
+        case '"':
+            return "a double quote (\")";
+        case '$':
+            return "a dollar sign ($)";
+        case '`':
+            return "a back-quote (`)";
+        case '\\':
+            return "a backslash (\\)";
+        default:
+            return "a line break";
+    }
+}
+
 void AlertCommandLineTooLong() {
     DoAlert(
         "The paths of the images are too long for one command line.  Nothing was run.  TIFF shots "
@@ -96,21 +111,6 @@ fs::path withTiffEnding(fs::path path) {
     return path;
 }
 
-std::string nameOfCharacter(char character) {
-    switch (character) {
-        case '"':
-            return "a double quote (\")";
-        case '$':
-            return "a dollar sign ($)";
-        case '`':
-            return "a back-quote (`)";
-        case '\\':
-            return "a backslash (\\)";
-        default:
-            return "a line break";
-    }
-}
-
 // Whether the file is one that the fusion reads, or that a shot came from.
 bool isSourceFile(const fs::path& path) {
     std::error_code error;
@@ -135,8 +135,8 @@ std::string objectionTo(const fs::path& path) {
     }
     const char active = ShellActiveCharacter(path.native());
     if (active == '\0') return {};
-    return "The file cannot be saved under this name: its path holds " + nameOfCharacter(active) +
-           ".  Please choose another name or folder.";
+    return "The file cannot be saved under this name: its path holds " +
+           NameOfShellCharacter(active) + ".  Please choose another name or folder.";
 }
 
 bool agreesToOverwrite(const fs::path& path) {

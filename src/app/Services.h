@@ -36,6 +36,9 @@ void AppendQuotedPath(std::string& command, const std::filesystem::path& path);
 // without a character that the shell acts on. Any thread.
 [[nodiscard]] bool CanBeQuoted(const std::filesystem::path& path);
 
+// A character that the shell acts on, in words: "a dollar sign ($)". Any thread.
+[[nodiscard]] std::string NameOfShellCharacter(char character);
+
 // The four bytes of the value pointed to, reversed. Here, so that loops over pixels can be
 // vectorised.
 [[nodiscard]] constexpr std::uint32_t SwizzleUInt32Long(const std::uint32_t* value) {

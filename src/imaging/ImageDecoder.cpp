@@ -276,6 +276,18 @@ bool isDecodable(const fs::path& path) {
     return openImage(path, pending);
 }
 
+bool isWhollyDecodable(const fs::path& path) {
+    PendingImage pending;
+    if (!openImage(path, pending)) return false;
+    constexpr int rowsAtATime = 64;
+    const PullResult pulled = pullRows(pending.pixels, pending.description.bytesPerRow(),
+                                       rowsAtATime, [](const void*, int) { return true; });
+    if (pulled == PullResult::done) return true;
+    Log(path.native() + ": " + vips_error_buffer());
+    vips_error_clear();
+    return false;
+}
+
 Image decodeImage(const fs::path& path) {
     constexpr std::size_t largestInMemory = std::size_t{32} << 20;
     PendingImage pending;

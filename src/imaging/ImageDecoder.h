@@ -39,6 +39,10 @@ struct DecodedFile {
 // Whether the file's header is that of a picture that could be decoded. Reads no pixels.
 [[nodiscard]] bool isDecodable(const std::filesystem::path& path);
 
+// Whether every pixel of the file can be read. Reads them all and keeps none, so that neither
+// memory nor disk is needed for them.
+[[nodiscard]] bool isWhollyDecodable(const std::filesystem::path& path);
+
 // Decodes a file for looking at: small pictures into memory, large ones through an unlinked scratch
 // file of the working folder. Null when it cannot be decoded.
 [[nodiscard]] Image decodeImage(const std::filesystem::path& path);

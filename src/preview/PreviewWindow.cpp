@@ -19,6 +19,7 @@
 
 #include "app/Services.h"
 #include "app/SharedState.h"
+#include "batch/BatchActivity.h"
 #include "fusion/Enfuse.h"
 #include "fusion/WorkingFiles.h"
 #include "imaging/ImageDecoder.h"
@@ -145,8 +146,9 @@ void PreviewWindow::updateFuseCommand() {
     for (const SourceCellViewController* cell : gSourceCells) {
         if (cell != nullptr && !cell->theImage().isNull() && cell->enabled()) ++used;
     }
-    fuseButton_->setEnabled(used >= 2);
-    fuseAction_->setEnabled(used >= 2);
+    const bool offered = used >= 2 && !BatchActivity::isRunning();
+    fuseButton_->setEnabled(offered);
+    fuseAction_->setEnabled(offered);
 }
 
 void PreviewWindow::blankViews() {
@@ -209,6 +211,7 @@ void PreviewWindow::mouseDown(QPointF locationInWindow) {
 
 void PreviewWindow::doEnfusePreviewOnThread() {
     bool loaded = false;
+    const bool duringBatch = BatchActivity::isRunning();
     {
         // The turn may be held while the main thread is asked for the settings: that thread never
         // takes one.
@@ -233,6 +236,9 @@ void PreviewWindow::doEnfusePreviewOnThread() {
     }
     if (loaded) {
         performOnMainThread([this] { updatePreviewImageOnMainThread(); }, Wait::yes);
+    } else if (duringBatch) {
+        // The batch may have taken its shots out while this one waited.
+        Log("doEnfusePreviewOnThread : enfused preview file was not found!");
     } else {
         DoAlert("doEnfusePreviewOnThread : enfused preview file was not found!");
     }
@@ -278,7 +284,7 @@ void PreviewWindow::createDetailImages() {
 }
 
 void PreviewWindow::enfuseItAction(const QObject*) {
-    if (gNumSourceImages < 2) return;
+    if (gNumSourceImages < 2 || BatchActivity::isRunning()) return;
     gEnfuseSavePath = AskForSaveFilename();
     if (gEnfuseSavePath.empty()) return;
     runFullSizeFusion();

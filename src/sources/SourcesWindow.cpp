@@ -20,6 +20,7 @@
 #include "align/AutoAlignSettings.h"
 #include "app/Preferences.h"
 #include "app/Services.h"
+#include "batch/BatchActivity.h"
 #include "fusion/Enfuse.h"
 #include "platform/Log.h"
 #include "platform/Resources.h"
@@ -131,7 +132,7 @@ void SourcesWindow::makeAlignCommand() {
 
 void SourcesWindow::updateAlignCommand() {
     const bool running = AutoAlignProgressDialog::isAlignmentRunning();
-    const bool offered = gNumSourceImages >= 2 && !running;
+    const bool offered = gNumSourceImages >= 2 && !running && !BatchActivity::isRunning();
     alignButton_->setEnabled(offered);
     alignAction_->setEnabled(offered);
     alignButton_->setToolTip(
@@ -217,7 +218,8 @@ void SourcesWindow::addFiles(const std::vector<fs::path>& files) {
 
 void SourcesWindow::concludeDragOperation(const DragInformation& drag) {
     window()->raise();
-    if (!drag.carriesFileNames) return;
+    // The cells are the batch's until it has ended.
+    if (!drag.carriesFileNames || BatchActivity::isRunning()) return;
     if (loadDialog_) {
         waiting_.push_back(drag);
         return;

@@ -1,0 +1,132 @@
+#include "batch/BatchFixture.h"
+
+#include <sys/stat.h>
+
+#include <QAction>
+#include <QApplication>
+#include <QCheckBox>
+#include <QPushButton>
+#include <QSpinBox>
+#include <QTest>
+#include <algorithm>
+#include <fstream>
+
+#include "app/SharedState.h"
+#include "batch/BatchActivity.h"
+#include "sources/SourcesWindow.h"
+
+namespace lumaweave::test {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+template <typename Window>
+Window* shown() {
+    for (QWidget* window : QApplication::topLevelWidgets()) {
+        auto* found = qobject_cast<Window*>(window);
+        if (found != nullptr && found->isVisible()) return found;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+BatchTest::BatchTest() {
+    fs::create_directory(photos());
+    chosen = {photos()};
+    SetBatchFolderChooser([this] {
+        ++timesAsked;
+        return chosen;
+    });
+}
+
+BatchTest::~BatchTest() {
+    EXPECT_TRUE(waitForBackgroundTasks());
+    SetBatchFolderChooser({});
+}
+
+BatchSettingsDialog* BatchTest::settingsDialog() {
+    return shown<BatchSettingsDialog>();
+}
+BatchProgressDialog* BatchTest::sheet() {
+    return shown<BatchProgressDialog>();
+}
+
+void BatchTest::makeFiles(const std::vector<std::string>& names, int width, int height) const {
+    double exposure = 0.3;
+    for (const std::string& name : names) {
+        const fs::path made = folder / "made.jpg";
+        saveImage(makeImage(width, height, {}, sceneAt(exposure)), made);
+        fs::rename(made, photos() / name);
+        exposure = exposure > 2 ? 0.3 : exposure * 2.1;
+    }
+}
+
+void BatchTest::batch(int shots, bool align) {
+    whenTrue([] { return settingsDialog() != nullptr; },
+             [shots, align] {
+                 BatchSettingsDialog* dialog = settingsDialog();
+                 dialog->bracketCount()->setValue(shots);
+                 dialog->autoAlignCheckBox()->setChecked(align);
+                 QTest::mouseClick(button(dialog, "chooseFolderButton"), Qt::LeftButton);
+             });
+    auto* action = windows->findChild<QAction*>("batchAction");
+    ASSERT_TRUE(action->isEnabled());
+    action->trigger();
+    EXPECT_TRUE(waitForBackgroundTasks());
+}
+
+void BatchTest::copyWithTool() {
+    replaceFusionTool(std::string(takeArguments) + copyLastInput);
+}
+
+void BatchTest::makeToolWait(const std::string& name, const std::string& script) {
+    const fs::path pipe = folder / "go on";
+    if (!fs::exists(pipe)) {
+        ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    }
+    replaceTool(name, std::string(name == "enfuse-openmp" ? takeArguments : takeAlignArguments) +
+                          "case $out in *EnfusedPreview.tif|*EnfusedDetail.tif) exit ;; esac\n" +
+                          "touch '" + (folder / "started").native() + "'\ncat '" + pipe.native() +
+                          "' > /dev/null\n" + script);
+}
+
+void BatchTest::letGo() const {
+    std::ofstream(folder / "go on") << "go";
+}
+
+bool BatchTest::toolWaits() const {
+    return fs::exists(folder / "started");
+}
+
+QWidget* BatchTest::button(QWidget* window, const char* name) {
+    return window->findChild<QPushButton*>(name);
+}
+
+std::vector<std::string> BatchTest::results() const {
+    std::vector<std::string> names;
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator(photos() / "Enfused Files", error))
+        names.push_back(entry.path().filename().native());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+bool BatchTest::hasLog(const std::string& part) const {
+    const auto lines = log.lines();
+    return std::any_of(lines.begin(), lines.end(), [&part](const std::string& line) {
+        return line.find(part) != std::string::npos;
+    });
+}
+
+void BatchTest::expectAtRest() const {
+    EXPECT_FALSE(BatchActivity::isRunning());
+    EXPECT_EQ(gNumSourceImages, 0);
+    EXPECT_TRUE(windows->sourcesWindow()->isEnabled());
+    for (const char* name : {"batchAction", "addImagesAction", "clearAllAction"})
+        EXPECT_TRUE(windows->findChild<QAction*>(name)->isEnabled()) << name;
+    EXPECT_EQ(sheet(), nullptr);
+}
+
+}  // namespace lumaweave::test

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "batch/BatchProgress.h"
+#include "batch/BatchSettings.h"
+#include "support/FakeTools.h"
+#include "support/ProgramFixture.h"
+
+namespace lumaweave::test {
+
+// The program, and a person who fuses a folder.
+class BatchTest : public ProgramTest {
+  protected:
+    BatchTest();
+    ~BatchTest() override;
+
+    // The window that stands on the screen; null when there is none.
+    static BatchSettingsDialog* settingsDialog();
+    static BatchProgressDialog* sheet();
+
+    // Small pictures of these names in the batch folder.
+    void makeFiles(const std::vector<std::string>& names, int width = 60, int height = 40) const;
+    // Chooses the menu item, so many shots, and the folder. Returns when all has ended.
+    void batch(int shots, bool align = false);
+    // The tool leaves its last input, after it has written its line into tool().
+    void copyWithTool();
+    // Waits in the tool until letGo.
+    void makeToolWait(const std::string& name, const std::string& script);
+    void letGo() const;
+    [[nodiscard]] bool toolWaits() const;
+    [[nodiscard]] static QWidget* button(QWidget* window, const char* name);
+
+    [[nodiscard]] std::filesystem::path result(const std::string& name) const {
+        return photos() / "Enfused Files" / name;
+    }
+    [[nodiscard]] std::filesystem::path photos() const { return folder / "photos"; }
+    // The names of the results, sorted.
+    [[nodiscard]] std::vector<std::string> results() const;
+    [[nodiscard]] bool hasLog(const std::string& part) const;
+    // The cells are empty and every command is offered again.
+    void expectAtRest() const;
+
+    static constexpr auto complete = "Batch Complete!";
+    static constexpr auto canceled = "Batch Canceled!";
+    static constexpr auto tooMany = "Too many images in Batch set!";
+    static constexpr auto mismatch =
+        "During the batch a mismatch was found between the number of image files available and "
+        "the number of shots per bracket set that you entered.  In other words, more images were "
+        "expected, but not found.";
+
+    std::vector<std::filesystem::path> chosen;
+    int timesAsked = 0;
+};
+
+}  // namespace lumaweave::test
