@@ -1,11 +1,13 @@
 #include <QAction>
 #include <QCheckBox>
 #include <QLabel>
+#include <QMessageBox>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QSpinBox>
 #include <QStatusBar>
 #include <QTest>
+#include <fstream>
 
 #include "align/AutoAlignProgress.h"
 #include "app/SharedState.h"
@@ -13,6 +15,7 @@
 #include "batch/BatchFixture.h"
 #include "fusion/EnfuseSettingsWindow.h"
 #include "imaging/ImageDecoder.h"
+#include "platform/WorkingFolder.h"
 #include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
 
@@ -25,6 +28,19 @@ using testing::IsEmpty;
 
 class BatchRunTest : public BatchTest {
   protected:
+    // In kilobytes.
+    static double privateMemory() {
+        std::ifstream status("/proc/self/status");
+        const std::string name = "RssAnon:";
+        for (std::string line; std::getline(status, line);) {
+            if (line.starts_with(name)) return std::stod(line.substr(name.size()));
+        }
+        return 0;
+    }
+    static std::ptrdiff_t workingFiles() {
+        return std::distance(fs::directory_iterator(workingFolder()), fs::directory_iterator());
+    }
+
     BatchRunTest() { windows->settingsPanel()->preserveEXIFCheckBox()->setChecked(false); }
 };
 
@@ -116,17 +132,16 @@ TEST_F(BatchRunTest, NamesWithBlanksAccentsQuotesAndPercentSignsAreFused) {
 }
 
 TEST_F(BatchRunTest, ANilEntryIsLoggedAndPassedOver) {
-    makeFiles({"a.jpg", "b.jpg"});
-    copyWithTool();
-    // Between the making of the list and the worker's first look at it there is the first alert of
-    // nobody: the sheet's own showing.
-    bool spoiled = false;
-    chosen = {photos()};
-    folder.write("photos/0.txt", "no picture");
-    whenTrue([&] { return BatchActivity::isRunning() && !spoiled; },
-             [&spoiled] { spoiled = true; });
+    makeFiles({"a.jpg", "b.jpg", "c.jpg", "d.jpg"});
+    makeToolWait("enfuse-openmp", copyLastInput);
+    whenTrue([this] { return toolWaits(); },
+             [this] {
+                 gBatchList->at(2).clear();
+                 letGo();
+             });
     batch(2);
-    EXPECT_TRUE(spoiled);
+    EXPECT_EQ(log.count("gBatchList objectAtIndex:i returned nil!"), 1);
+    EXPECT_THAT(alerts.texts(), ElementsAre(mismatch, complete));
     EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
 }
 
@@ -299,11 +314,11 @@ TEST_F(BatchRunTest, ACancelWhileASetIsFusedLetsItEnd) {
                  EXPECT_EQ(sheet()->setField()->text(), "Set 1 of 2");
                  EXPECT_EQ(sheet()->fileField()->text(), "Fusing Enfused - b.tif…");
                  QTest::mouseClick(button(sheet(), "cancelButton"), Qt::LeftButton);
-                 EXPECT_EQ(sheet(), nullptr);
              });
     whenTrue([] { return BatchActivity::instance().phase() == BatchActivity::Phase::finishing; },
              [this, &returned] {
                  returned = true;
+                 EXPECT_EQ(sheet(), nullptr);
                  EXPECT_THAT(windows->statusBar()->currentMessage().toStdString(),
                              testing::HasSubstr("current set is still being finished"));
                  EXPECT_FALSE(windows->findChild<QAction*>("batchAction")->isEnabled());
@@ -365,6 +380,45 @@ TEST_F(BatchRunTest, ACancelWhileFilesAreLoadedEndsBeforeTheFusion) {
     EXPECT_THAT(results(), IsEmpty());
     expectAtRest();
 }
+
+TEST_F(BatchRunTest, ADiskThatFillsUpCostsNoEarlierResult) {
+    makeFiles({"a.jpg", "b.jpg"}, 300, 200);
+    batch(2);
+    const std::string good = readFile(result("Enfused - b.tif"));
+    ASSERT_GT(good.size(), 20000U);
+    replaceFusionTool("ulimit -f 20\nexec '" LUMAWEAVE_RESOURCES "/Enfuse/enfuse-openmp' \"$@\"\n");
+    batch(2);
+    EXPECT_THAT(alerts.texts(), ElementsAre(complete, complete));
+    EXPECT_TRUE(hasLog("The set up to b.jpg could not be fused"));
+    EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
+    EXPECT_EQ(readFile(result("Enfused - b.tif")), good);
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST_F(BatchRunTest, ALongBatchTakesNoMoreMemoryAndDiskThanAShortOne) {
+    std::vector<std::string> names;
+    for (int i = 100; i < 180; ++i)
+        names.push_back(std::to_string(i) + ".jpg");
+    makeFiles(names, 300, 200);
+    copyWithTool();
+    double early = 0;
+    double late = 0;
+    std::ptrdiff_t earlyFiles = 0;
+    std::ptrdiff_t lateFiles = 0;
+    whenTrue([] { return sheet() != nullptr; },
+             [&] {
+                 QObject::connect(sheet()->progressBar(), &QProgressBar::valueChanged, [&](int v) {
+                     if (v == 4) early = privateMemory(), earlyFiles = workingFiles();
+                     if (v == 80) late = privateMemory(), lateFiles = workingFiles();
+                 });
+             });
+    batch(2);
+    ASSERT_GT(early, 0);
+    EXPECT_LT(late, early * 1.05) << early << " kB after the second set, " << late << " at the end";
+    EXPECT_EQ(lateFiles, earlyFiles);
+    EXPECT_EQ(results().size(), 40U);
+}
+#endif
 
 TEST_F(BatchRunTest, NineShotsGiveThreeCorrectResultsWithTheInstalledTools) {
     makeFiles({"1.jpg", "2.jpg", "3.jpg", "4.jpg", "5.jpg", "6.jpg", "7.jpg", "8.jpg", "9.jpg"},
