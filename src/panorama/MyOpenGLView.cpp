@@ -193,7 +193,17 @@ unsigned int MyOpenGLView::makeTextureFromBuffer(const std::uint32_t* buffer, in
 }
 
 void MyOpenGLView::paintGL() {
+    if (!readyToDraw_) clearToBlack();
     drawRect();
+}
+
+// The view is dark until it is ready: the toolkit has filled it with the clear colour, and green
+// would look like a failure.
+void MyOpenGLView::clearToBlack() const {
+    glPushAttrib(GL_COLOR_BUFFER_BIT);
+    glClearColor(0.0F, 0.0F, 0.0F, 1.0F);
+    glClear(GL_COLOR_BUFFER_BIT);
+    glPopAttrib();
 }
 
 void MyOpenGLView::drawRect() {

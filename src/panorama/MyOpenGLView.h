@@ -91,6 +91,7 @@ class MyOpenGLView : public QOpenGLWidget {
     void mouseReleaseEvent(QMouseEvent* event) override;
 
   private:
+    void clearToBlack() const;
     void deleteTextures();
 
     bool readyToDraw_ = false;

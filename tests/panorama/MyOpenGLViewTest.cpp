@@ -86,6 +86,17 @@ TEST_F(MyOpenGLViewTest, TheContextIsSetUpForFixedFunctionDrawing) {
     view->doneCurrent();
 }
 
+TEST_F(MyOpenGLViewTest, AViewIsBlackUntilItIsReadyAndKeepsItsClearColour) {
+    const auto view = shownView();
+    const QImage shown = view->grabFramebuffer();
+    EXPECT_EQ(shown.pixelColor(shown.rect().center()), QColor(Qt::black));
+    view->makeCurrent();
+    std::array<GLfloat, 4> clearColour{};
+    glGetFloatv(GL_COLOR_CLEAR_VALUE, clearColour.data());
+    EXPECT_THAT(clearColour, ElementsAre(0.0F, 1.0F, 0.0F, 0.0F));
+    view->doneCurrent();
+}
+
 TEST_F(MyOpenGLViewTest, TheBufferHoldsThePictureInRowsFromTheTop) {
     MyOpenGLView view;
     view.drawImageIntoBuffer(numberedPicture(40, 20));
