@@ -1,6 +1,7 @@
 #include "align/AutoAlignProgress.h"
 
 #include <QApplication>
+#include <QScreen>
 #include <atomic>
 #include <mutex>
 
@@ -57,6 +58,17 @@ class AlignmentTurn {
 
 std::atomic<bool> AlignmentTurn::taken = false;
 
+// Below the other window, or above it where the screen ends, so that it covers nothing of it.
+void moveBelow(QWidget& window, const QWidget& other) {
+    const QRect taken = other.frameGeometry();
+    const int titleBar = other.geometry().top() - taken.top();
+    const int height = titleBar + window.height();
+    const QRect screen = other.screen()->availableGeometry();
+    const bool fits = taken.bottom() + height < screen.bottom();
+    window.move(taken.center().x() - window.width() / 2,
+                fits ? taken.bottom() + 1 : taken.top() - height);
+}
+
 }  // namespace
 
 AutoAlignProgressDialog::AutoAlignProgressDialog()
@@ -110,12 +122,11 @@ void AutoAlignProgressDialog::start(bool besideOtherSheets) {
     noteWorkers(+1);
     performInBackground([self = shared_from_this()] { self->doAutoAlignOnThread(); });
     QWidget* over = gSourcesWindow != nullptr ? gSourcesWindow->window() : nullptr;
-    if (besideOtherSheets) {
-        // As the child of the sheet that stands there it can be answered, and so can that one.
-        setWindowModality(Qt::NonModal);
-        if (QWidget* sheet = QApplication::activeModalWidget()) over = sheet;
-    }
-    begin(over);
+    QWidget* sheet = besideOtherSheets ? QApplication::activeModalWidget() : nullptr;
+    // As the child of the sheet that stands there it can be answered, and so can that one.
+    if (besideOtherSheets) setWindowModality(Qt::NonModal);
+    begin(sheet != nullptr ? sheet : over);
+    if (sheet != nullptr) moveBelow(*this, *sheet);
 }
 
 void AutoAlignProgressDialog::finish() {
