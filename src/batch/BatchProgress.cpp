@@ -1,5 +1,6 @@
 #include "batch/BatchProgress.h"
 
+#include <QApplication>
 #include <QFile>
 #include <algorithm>
 #include <utility>
@@ -12,6 +13,7 @@
 #include "batch/BatchPlan.h"
 #include "batch/EarlierResult.h"
 #include "fusion/Enfuse.h"
+#include "fusion/WorkingFiles.h"
 #include "imaging/ImageDecoder.h"
 #include "platform/Log.h"
 #include "platform/Threads.h"
@@ -170,6 +172,11 @@ void BatchProgressDialog::endDialogOnMainThread() {
 void BatchProgressDialog::doCancelAction(const QObject*) {
     gCancelBatch = true;
     stop(0);
+    // The sheet of a set's alignment goes too; the alignment ends without it.
+    for (QWidget* window : QApplication::topLevelWidgets()) {
+        auto* alignment = qobject_cast<AutoAlignProgressDialog*>(window);
+        if (alignment != nullptr && alignment->isVisible()) alignment->doCancelAction(this);
+    }
 }
 
 void BatchProgressDialog::reject() {
@@ -187,7 +194,12 @@ void BatchProgressDialog::bump() {
 
 void BatchProgressDialog::doBatchingOnThread() {
     // One whose sheet was cancelled still changes the cells.
-    AutoAlignProgressDialog::waitUntilNoneRuns();
+    if (AutoAlignProgressDialog::isAlignmentRunning()) {
+        say(tr("Waiting for the alignment that still runs…"));
+        AutoAlignProgressDialog::waitUntilNoneRuns();
+    }
+    // Told again in every batch.
+    noteWorkingFolderWritten();
     EarlierResult::recover(destFolderPath_);
     runSets();
     ahead_.reset();
@@ -197,7 +209,9 @@ void BatchProgressDialog::doBatchingOnThread() {
 void BatchProgressDialog::runSets() {
     for (int number = 1;; ++number) {
         clearCells();
-        performOnMainThread([this, number] { showSet(number); }, Wait::yes);
+        if (position_ < gBatchList->size()) {
+            performOnMainThread([this, number] { showSet(number); }, Wait::yes);
+        }
         const Filling filling = fillSet();
         ahead_.reset();
         if (filling == Filling::tooMany) DoAlert("Too many images in Batch set!");
@@ -226,25 +240,28 @@ BatchProgressDialog::Filling BatchProgressDialog::fillSet() {
         const int cell = FindFreeSourceImageCell();
         if (cell < 0) return Filling::tooMany;
         const int wanted = std::min(gNumImagesInBatchSet - assigned_, sourceCellCount - cell);
-        if (!assignNextFile(cell, wanted)) return Filling::listUsedUp;
+        const Filling filling = assignNextFile(cell, wanted);
+        if (filling != Filling::complete) return filling;
     }
     return Filling::complete;
 }
 
-// Takes files from the list until one fills the cell; false when the list is used up. `wanted`: how
-// many files this cell and those after it ask for, which are decoded ahead together.
-bool BatchProgressDialog::assignNextFile(int cell, int wanted) {
+void BatchProgressDialog::decodeAhead(int files) {
+    ahead_.reset();
+    aheadBegin_ = position_;
+    aheadEnd_ = std::min(position_ + static_cast<std::size_t>(files), gBatchList->size());
+    const auto first = gBatchList->begin();
+    ahead_ = std::make_unique<DecodeAhead>(
+        std::vector<fs::path>(first + static_cast<std::ptrdiff_t>(aheadBegin_),
+                              first + static_cast<std::ptrdiff_t>(aheadEnd_)),
+        gPreviewWindow->enfusedViewSize());
+}
+
+// Takes files from the list until one fills the cell. `wanted`: how many files this cell and those
+// after it ask for, which are decoded ahead together.
+BatchProgressDialog::Filling BatchProgressDialog::assignNextFile(int cell, int wanted) {
     while (position_ < gBatchList->size()) {
-        if (!ahead_ || position_ >= aheadEnd_) {
-            ahead_.reset();
-            aheadBegin_ = position_;
-            aheadEnd_ = std::min(position_ + static_cast<std::size_t>(wanted), gBatchList->size());
-            const auto first = gBatchList->begin();
-            ahead_ = std::make_unique<DecodeAhead>(
-                std::vector<fs::path>(first + static_cast<std::ptrdiff_t>(aheadBegin_),
-                                      first + static_cast<std::ptrdiff_t>(aheadEnd_)),
-                gPreviewWindow->enfusedViewSize());
-        }
+        if (!ahead_ || position_ >= aheadEnd_) decodeAhead(wanted);
         const std::size_t index = position_++;
         const fs::path& file = (*gBatchList)[index];
         DecodedShot shot = ahead_->take(index - aheadBegin_);
@@ -253,14 +270,17 @@ bool BatchProgressDialog::assignNextFile(int cell, int wanted) {
             continue;
         }
         say(tr("Loading %1…").arg(nameOf(file)));
+        const bool noRoom = shot.failure() == DecodeFailure::workingFolder;
         if (gSourceCells.at(static_cast<std::size_t>(cell))
                 ->assignFileToCell(file, std::move(shot))) {
             lastAssigned_ = file;
-            return true;
+            return Filling::complete;
         }
         Log("The file at path " + file.native() + " could not be assigned by Lumaweave!");
+        // The file is good: without it the set would be made up of shots of two brackets.
+        if (noRoom) return Filling::noRoom;
     }
-    return false;
+    return Filling::listUsedUp;
 }
 
 void BatchProgressDialog::alignSet() {

@@ -58,8 +58,9 @@ class BatchProgressDialog : public Sheet, public std::enable_shared_from_this<Ba
     void reject() override;
 
   private:
-    // How the filling of a set ended.
-    enum class Filling { complete, cancelled, tooMany, listUsedUp };
+    // How the filling of a set ended. noRoom: the working folder took no more, which the person has
+    // been told.
+    enum class Filling { complete, cancelled, tooMany, listUsedUp, noRoom };
 
     BatchProgressDialog();
     // Shows the sheet and runs it until the end or a cancel. Main thread.
@@ -71,7 +72,8 @@ class BatchProgressDialog : public Sheet, public std::enable_shared_from_this<Ba
     void runSets();
     void clearCells();
     [[nodiscard]] Filling fillSet();
-    [[nodiscard]] bool assignNextFile(int cell, int wanted);
+    [[nodiscard]] Filling assignNextFile(int cell, int wanted);
+    void decodeAhead(int files);
     void alignSet();
     void fuseSet();
     void say(const QString& text);

@@ -236,8 +236,8 @@ void PreviewWindow::doEnfusePreviewOnThread() {
     }
     if (loaded) {
         performOnMainThread([this] { updatePreviewImageOnMainThread(); }, Wait::yes);
-    } else if (duringBatch) {
-        // The batch may have taken its shots out while this one waited.
+    } else if (duringBatch || BatchActivity::isRunning()) {
+        // The batch may have taken the shots out while this run waited.
         Log("doEnfusePreviewOnThread : enfused preview file was not found!");
     } else {
         DoAlert("doEnfusePreviewOnThread : enfused preview file was not found!");
