@@ -16,6 +16,7 @@
 #include "imaging/ImageDecoder.h"
 #include "imaging/VipsLibrary.h"
 #include "platform/WorkingFolder.h"
+#include "support/FileSizeLimit.h"
 #include "support/Recorders.h"
 #include "support/TestFolder.h"
 

@@ -1,10 +1,8 @@
 #include "ImagingSupport.h"
 
-#include <sys/resource.h>
 #include <tiffio.h>
 
 #include <cmath>
-#include <csignal>
 #include <cstring>
 #include <fstream>
 #include <stdexcept>
@@ -337,23 +335,6 @@ long long privateMemory() {
         if (line.starts_with("RssAnon:")) return std::stoll(line.substr(8)) * 1024;
     }
     throw std::runtime_error("the system does not say how much memory is private");
-}
-
-FileSizeLimit::FileSizeLimit(unsigned long bytes) {
-    rlimit limit{};
-    getrlimit(RLIMIT_FSIZE, &limit);
-    before_ = limit.rlim_cur;
-    limit.rlim_cur = bytes;
-    setrlimit(RLIMIT_FSIZE, &limit);
-    signalHandler_ = std::signal(SIGXFSZ, SIG_IGN);
-}
-
-FileSizeLimit::~FileSizeLimit() {
-    rlimit limit{};
-    getrlimit(RLIMIT_FSIZE, &limit);
-    limit.rlim_cur = before_;
-    setrlimit(RLIMIT_FSIZE, &limit);
-    std::signal(SIGXFSZ, signalHandler_);
 }
 
 }  // namespace lumaweave::test

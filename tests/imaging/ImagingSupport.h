@@ -63,17 +63,4 @@ void changeTag(const std::filesystem::path& path, int tag, std::uint16_t value);
 // How much memory this process has for itself alone, in bytes: not what maps of files take.
 [[nodiscard]] long long privateMemory();
 
-// Lets no file grow above so many bytes while it lives; writing past that is an error.
-class FileSizeLimit {
-  public:
-    explicit FileSizeLimit(unsigned long bytes);
-    ~FileSizeLimit();
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
-  private:
-    unsigned long before_;
-    void (*signalHandler_)(int);
-};
-
 }  // namespace lumaweave::test

@@ -13,6 +13,7 @@
 #include "ImagingSupport.h"
 #include "imaging/PixelData.h"
 #include "imaging/VipsLibrary.h"
+#include "support/FileSizeLimit.h"
 #include "support/Recorders.h"
 #include "support/TestFolder.h"
 
