@@ -13,6 +13,7 @@
 
 #include "app/SharedState.h"
 #include "batch/BatchActivity.h"
+#include "fusion/EnfuseSettingsWindow.h"
 #include "sources/SourcesWindow.h"
 
 namespace lumaweave::test {
@@ -33,6 +34,7 @@ Window* shown() {
 }  // namespace
 
 BatchTest::BatchTest() {
+    windows->settingsPanel()->preserveEXIFCheckBox()->setChecked(false);
     fs::create_directory(photos());
     chosen = {photos()};
     SetBatchFolderChooser([this] {
@@ -100,7 +102,7 @@ bool BatchTest::toolWaits() const {
     return fs::exists(folder / "started");
 }
 
-QWidget* BatchTest::button(QWidget* window, const char* name) {
+QPushButton* BatchTest::button(QWidget* window, const char* name) {
     return window->findChild<QPushButton*>(name);
 }
 

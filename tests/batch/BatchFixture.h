@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QPushButton>
 #include <string>
 #include <vector>
 
@@ -10,7 +11,7 @@
 
 namespace lumaweave::test {
 
-// The program, and a person who fuses a folder.
+// The program, and a person who fuses a folder. Metadata is not carried over unless a test says so.
 class BatchTest : public ProgramTest {
   protected:
     BatchTest();
@@ -30,7 +31,7 @@ class BatchTest : public ProgramTest {
     void makeToolWait(const std::string& name, const std::string& script);
     void letGo() const;
     [[nodiscard]] bool toolWaits() const;
-    [[nodiscard]] static QWidget* button(QWidget* window, const char* name);
+    [[nodiscard]] static QPushButton* button(QWidget* window, const char* name);
 
     [[nodiscard]] std::filesystem::path result(const std::string& name) const {
         return photos() / "Enfused Files" / name;

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <QLocale>
+
 namespace lumaweave {
 
 using testing::ElementsAre;
@@ -16,6 +18,17 @@ TEST(BatchPlanTest, UpperAndLowerCaseAreAlike) {
     EXPECT_THAT(sortedForBatch({"c.jpg", "B.jpg", "a.jpg"}),
                 ElementsAre("a.jpg", "B.jpg", "c.jpg"));
     EXPECT_THAT(sortedForBatch({"b", "B", "a"}), ElementsAre("a", "B", "b"));
+}
+
+TEST(BatchPlanTest, TheOrderIsThatOfTheUsersLanguage) {
+    const QLocale before;
+    QLocale::setDefault(QLocale(QLocale::Swedish));
+    EXPECT_THAT(sortedForBatch({"Ö.jpg", "z.jpg", "o.jpg"}),
+                ElementsAre("o.jpg", "z.jpg", "Ö.jpg"));
+    QLocale::setDefault(QLocale(QLocale::German));
+    EXPECT_THAT(sortedForBatch({"Ö.jpg", "z.jpg", "o.jpg"}),
+                ElementsAre("o.jpg", "Ö.jpg", "z.jpg"));
+    QLocale::setDefault(before);
 }
 
 TEST(BatchPlanTest, ANameWithADotInFrontIsHidden) {

@@ -1,47 +1,40 @@
-#include <QAction>
-#include <QCheckBox>
+// What a batch makes of a folder, from the menu item to the closing message.
+
+#include <sys/stat.h>
+
 #include <QLabel>
 #include <QMessageBox>
 #include <QProgressBar>
-#include <QPushButton>
-#include <QSpinBox>
-#include <QStatusBar>
 #include <QTest>
-#include <fstream>
 
-#include "align/AutoAlignProgress.h"
 #include "app/SharedState.h"
-#include "batch/BatchActivity.h"
 #include "batch/BatchFixture.h"
-#include "fusion/EnfuseSettingsWindow.h"
 #include "imaging/ImageDecoder.h"
-#include "platform/WorkingFolder.h"
-#include "sources/SourceCellViewController.h"
-#include "sources/SourcesWindow.h"
 
 namespace lumaweave {
 
 namespace fs = std::filesystem;
 using namespace test;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 class BatchRunTest : public BatchTest {
   protected:
-    // In kilobytes.
-    static double privateMemory() {
-        std::ifstream status("/proc/self/status");
-        const std::string name = "RssAnon:";
-        for (std::string line; std::getline(status, line);) {
-            if (line.starts_with(name)) return std::stod(line.substr(name.size()));
+    // The tool leaves its last input, and a copy of every input in the folder "inputs N" of run N.
+    void keepInputs() {
+        replaceFusionTool(std::string(takeArguments) + "folder=$(mktemp -d '" +
+                          (folder / "inputs").native() + "XXXXXX')\n" +
+                          "n=0\nprintf %s \"$inputs\" | while read -r input; do\n" +
+                          "cp \"$input\" \"$folder/$n.tif\"\nn=$((n + 1))\ndone\n" + copyLastInput);
+    }
+    // The folder that holds the inputs of the only run.
+    [[nodiscard]] fs::path inputs() const {
+        for (const auto& entry : fs::directory_iterator(folder.path())) {
+            if (entry.path().filename().native().starts_with("inputs")) return entry.path();
         }
-        return 0;
+        return {};
     }
-    static std::ptrdiff_t workingFiles() {
-        return std::distance(fs::directory_iterator(workingFolder()), fs::directory_iterator());
-    }
-
-    BatchRunTest() { windows->settingsPanel()->preserveEXIFCheckBox()->setChecked(false); }
 };
 
 TEST_F(BatchRunTest, SixFilesThreePerSetGiveTwoResults) {
@@ -70,7 +63,7 @@ TEST_F(BatchRunTest, SevenFilesThreePerSetEndWithTheMismatchThenComplete) {
 TEST_F(BatchRunTest, AFileThatCannotBeReadShiftsAllThatFollow) {
     makeFiles({"1.jpg", "3.jpg", "4.jpg", "5.jpg", "6.jpg"});
     folder.write("photos/2.txt", "no picture");
-    copyWithTool();
+    keepInputs();
     batch(3);
     EXPECT_THAT(alerts.texts(), ElementsAre(mismatch, complete));
     EXPECT_THAT(results(), ElementsAre("Enfused - 4.tif"));
@@ -78,6 +71,23 @@ TEST_F(BatchRunTest, AFileThatCannotBeReadShiftsAllThatFollow) {
     EXPECT_EQ(log.count("The file at path " + (photos() / "2.txt").native() +
                         " could not be assigned by Lumaweave!"),
               1);
+    int n = 0;
+    for (const char* name : {"1.jpg", "3.jpg", "4.jpg"}) {
+        const Image input = decodeImage(inputs() / (std::to_string(n++) + ".tif"));
+        EXPECT_EQ(differenceBetween(input, decodeImage(photos() / name)).largest, 0) << name;
+    }
+    EXPECT_FALSE(fs::exists(inputs() / "3.tif"));
+}
+
+TEST_F(BatchRunTest, AFileThatIsNeitherPictureNorFolderDoesNotHoldTheBatchUp) {
+    makeFiles({"a.jpg", "c.jpg"});
+    ASSERT_EQ(mkfifo((photos() / "b").c_str(), 0600), 0);
+    folder.write("photos/empty.jpg", "");
+    copyWithTool();
+    batch(2);
+    EXPECT_EQ(gNumFilesInBatchFolder, 4);
+    EXPECT_THAT(alerts.texts(), ElementsAre(complete));
+    EXPECT_THAT(results(), ElementsAre("Enfused - c.tif"));
 }
 
 TEST_F(BatchRunTest, SeventeenShotsPerSetAreTooManyThenComplete) {
@@ -112,6 +122,15 @@ TEST_F(BatchRunTest, OneShotPerSetFusesNothingAndGoesOn) {
     EXPECT_EQ(log.count("Batch Set Enfused."), 2);
 }
 
+TEST_F(BatchRunTest, AFolderWithFewerFilesThanASetEndsWithTheMismatchThenComplete) {
+    makeFiles({"a.jpg", "b.jpg"});
+    batch(3);
+    EXPECT_EQ(gNumBatchSets, 0);
+    EXPECT_THAT(alerts.texts(), ElementsAre(mismatch, complete));
+    EXPECT_THAT(results(), IsEmpty());
+    expectAtRest();
+}
+
 TEST_F(BatchRunTest, HiddenFilesAndFoldersAreLeftOut) {
     makeFiles({".hidden.jpg", "a.jpg", "b.jpg"});
     fs::create_directory(photos() / "folder.jpg");
@@ -121,6 +140,26 @@ TEST_F(BatchRunTest, HiddenFilesAndFoldersAreLeftOut) {
     EXPECT_EQ(gNumFilesInBatchFolder, 2);
     EXPECT_THAT(alerts.texts(), ElementsAre(complete, complete));
     EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
+}
+
+TEST_F(BatchRunTest, TheListIsLoggedAsItIsAndSortedAndFileByFile) {
+    makeFiles({"b 100%d.jpg", "A.jpg", ".c.jpg"});
+    fs::create_directory(photos() / "d");
+    copyWithTool();
+    batch(2);
+    std::vector<std::string> lines;
+    for (const std::string& line : log.lines()) {
+        if (line.find("ontents of Folder") != std::string::npos) lines.push_back(line);
+    }
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_TRUE(lines[0].starts_with("Contents of Folder = ("));
+    for (const char* name : {"b 100%d.jpg", "A.jpg", ".c.jpg", "d"})
+        EXPECT_THAT(lines[0], HasSubstr(name));
+    EXPECT_EQ(lines[1], "Sorted Contents of Folder = (.c.jpg, A.jpg, b 100%d.jpg, d)");
+    for (const char* name : {"b 100%d.jpg", "A.jpg"})
+        EXPECT_EQ(log.count((photos() / name).native()), 1) << name;
+    for (const char* name : {".c.jpg", "d"})
+        EXPECT_EQ(log.count((photos() / name).native()), 0) << name;
 }
 
 TEST_F(BatchRunTest, NamesWithBlanksAccentsQuotesAndPercentSignsAreFused) {
@@ -145,105 +184,6 @@ TEST_F(BatchRunTest, ANilEntryIsLoggedAndPassedOver) {
     EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
 }
 
-TEST_F(BatchRunTest, FewerThanTwoFilesStartNothingAndSayNothing) {
-    makeFiles({"a.jpg", ".b.jpg"});
-    batch(3);
-    EXPECT_THAT(alerts.texts(), IsEmpty());
-    EXPECT_FALSE(fs::exists(photos() / "Enfused Files"));
-    EXPECT_EQ(gBatchFolderPath, photos());
-    EXPECT_EQ(gNumImagesInBatchSet, 3);
-    EXPECT_FALSE(gDoingBatch);
-}
-
-TEST_F(BatchRunTest, AnEmptyOrMissingFolderStartsNothing) {
-    batch(3);
-    chosen = {folder / "nowhere"};
-    batch(3);
-    EXPECT_THAT(alerts.texts(), IsEmpty());
-    EXPECT_EQ(gNumBatchSets, 0);
-}
-
-TEST_F(BatchRunTest, NoFolderOrSeveralFoldersStartNothing) {
-    makeFiles({"a.jpg", "b.jpg"});
-    chosen = {};
-    batch(2);
-    chosen = {photos(), folder.path()};
-    batch(2);
-    EXPECT_EQ(timesAsked, 2);
-    EXPECT_THAT(alerts.texts(), IsEmpty());
-    EXPECT_FALSE(fs::exists(photos() / "Enfused Files"));
-}
-
-TEST_F(BatchRunTest, CancellingTheSettingsStoresNothing) {
-    const int before = gNumImagesInBatchSet;
-    whenTrue([] { return settingsDialog() != nullptr; },
-             [] {
-                 settingsDialog()->bracketCount()->setValue(9);
-                 QTest::mouseClick(button(settingsDialog(), "cancelButton"), Qt::LeftButton);
-             });
-    windows->findChild<QAction*>("batchAction")->trigger();
-    EXPECT_EQ(gNumImagesInBatchSet, before);
-    EXPECT_EQ(timesAsked, 0);
-}
-
-TEST_F(BatchRunTest, TheSettingsTakeNoNumberBelowOne) {
-    BatchSettingsDialog dialog;
-    dialog.bracketCount()->setValue(0);
-    EXPECT_EQ(dialog.bracketCount()->value(), 1);
-    EXPECT_GE(dialog.bracketCount()->maximum(), 17);
-}
-
-TEST_F(BatchRunTest, ANameThatTheShellWouldActOnIsRefusedBeforeAnythingIsMade) {
-    makeFiles({"a.jpg", "b$(touch x).jpg"});
-    batch(2);
-    ASSERT_EQ(alerts.texts().size(), 1U);
-    EXPECT_THAT(alerts.texts().front(), testing::HasSubstr("b$(touch x).jpg"));
-    EXPECT_FALSE(fs::exists(photos() / "Enfused Files"));
-    EXPECT_FALSE(gDoingBatch);
-    expectAtRest();
-}
-
-TEST_F(BatchRunTest, AFailedSetIsLoggedAndTheBatchGoesOn) {
-    makeFiles({"a.jpg", "b.jpg", "c.jpg", "d.jpg"});
-    replaceFusionTool(std::string(takeArguments) + "case $out in *b.tif) exit 1 ;; esac\n" +
-                      copyLastInput);
-    batch(2);
-    EXPECT_THAT(alerts.texts(), ElementsAre(complete));
-    EXPECT_THAT(results(), ElementsAre("Enfused - d.tif"));
-    EXPECT_TRUE(hasLog("The set up to b.jpg could not be fused"));
-}
-
-TEST_F(BatchRunTest, HalfAFileDoesNotStayAsIfItWereAResult) {
-    makeFiles({"a.jpg", "b.jpg"});
-    replaceFusionTool(std::string(takeArguments) + leaveHalfAFile);
-    batch(2);
-    EXPECT_THAT(results(), IsEmpty());
-    EXPECT_TRUE(hasLog("The set up to b.jpg could not be fused"));
-}
-
-TEST_F(BatchRunTest, AFileWithAGoodHeaderAndHalfItsPixelsIsAFailureToo) {
-    makeFiles({"a.jpg", "b.jpg"}, 300, 200);
-    const fs::path whole = folder / "whole.tif";
-    saveImage(makeImage(300, 200, {}, sceneAt(1)), whole);
-    replaceFusionTool(std::string(takeArguments) + "cp '" + whole.native() +
-                      "' \"$out\"\ntruncate -s 90000 \"$out\"\n");
-    batch(2);
-    EXPECT_THAT(results(), IsEmpty());
-}
-
-TEST_F(BatchRunTest, AnEarlierGoodResultOutlivesAFailure) {
-    makeFiles({"a.jpg", "b.jpg"});
-    copyWithTool();
-    batch(2);
-    const std::string good = readFile(result("Enfused - b.tif"));
-    for (const char* failure : {leaveHalfAFile, fail}) {
-        replaceFusionTool(std::string(takeArguments) + failure);
-        batch(2);
-        EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
-        EXPECT_EQ(readFile(result("Enfused - b.tif")), good);
-    }
-}
-
 TEST_F(BatchRunTest, ASuccessfulRunOverwrites) {
     makeFiles({"a.jpg", "b.jpg"});
     fs::create_directory(photos() / "Enfused Files");
@@ -252,32 +192,6 @@ TEST_F(BatchRunTest, ASuccessfulRunOverwrites) {
     batch(2);
     EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
     EXPECT_TRUE(isWhollyDecodable(result("Enfused - b.tif")));
-}
-
-TEST_F(BatchRunTest, WhatAKilledRunPutAsideComesBack) {
-    makeFiles({"a.jpg", "b.jpg"});
-    copyWithTool();
-    batch(2);
-    const std::string good = readFile(result("Enfused - b.tif"));
-    const fs::path aside = photos() / "Enfused Files" / ".Earlier results";
-    fs::create_directory(aside);
-    fs::rename(result("Enfused - b.tif"), aside / "Enfused - b.tif");
-    folder.write("photos/Enfused Files/Enfused - b.tif", "half");
-    replaceFusionTool(fail);
-    batch(2);
-    EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
-    EXPECT_EQ(readFile(result("Enfused - b.tif")), good);
-}
-
-TEST_F(BatchRunTest, AResultFolderThatCannotBeMadeFailsEverySet) {
-    makeFiles({"a.jpg", "b.jpg"});
-    folder.write("photos/Enfused Files", "a file of that name");
-    copyWithTool();
-    batch(3);  // it is one of the files: three
-    EXPECT_EQ(alerts.texts().back(), complete);
-    EXPECT_EQ(readFile(photos() / "Enfused Files"), "a file of that name");
-    batch(2);
-    EXPECT_TRUE(hasLog("The set up to b.jpg could not be fused"));
 }
 
 TEST_F(BatchRunTest, TheBarHasTwoStepsASetAndThreeWithAlignment) {
@@ -305,135 +219,65 @@ TEST_F(BatchRunTest, TheBarHasTwoStepsASetAndThreeWithAlignment) {
     EXPECT_THAT(alerts.texts(), ElementsAre(complete, complete));
 }
 
-TEST_F(BatchRunTest, ACancelWhileASetIsFusedLetsItEnd) {
-    makeFiles({"a.jpg", "b.jpg", "c.jpg", "d.jpg"});
+TEST_F(BatchRunTest, APersonSeesTheSetTheFileAndTheTimeLeft) {
+    makeFiles({"a.jpg", "b.jpg", "c.jpg", "d.jpg", "e.jpg", "f.jpg"});
     makeToolWait("enfuse-openmp", copyLastInput);
-    bool returned = false;
-    whenTrue([this] { return toolWaits() && sheet() != nullptr; },
-             [this] {
-                 EXPECT_EQ(sheet()->setField()->text(), "Set 1 of 2");
-                 EXPECT_EQ(sheet()->fileField()->text(), "Fusing Enfused - b.tif…");
-                 QTest::mouseClick(button(sheet(), "cancelButton"), Qt::LeftButton);
-             });
-    whenTrue([] { return BatchActivity::instance().phase() == BatchActivity::Phase::finishing; },
-             [this, &returned] {
-                 returned = true;
-                 EXPECT_EQ(sheet(), nullptr);
-                 EXPECT_THAT(windows->statusBar()->currentMessage().toStdString(),
-                             testing::HasSubstr("current set is still being finished"));
-                 EXPECT_FALSE(windows->findChild<QAction*>("batchAction")->isEnabled());
-                 EXPECT_FALSE(windows->sourcesWindow()->isEnabled());
-                 EXPECT_FALSE(windows->sourcesWindow()->alignAction()->isEnabled());
-                 EXPECT_THAT(alerts.texts(), IsEmpty());
-                 letGo();
-             });
+    std::vector<QString> seen;
+    const auto look = [&] {
+        for (const QLabel* field :
+             {sheet()->setField(), sheet()->fileField(), sheet()->timeField()})
+            seen.push_back(field->text());
+        fs::remove(folder / "started");
+        letGo();
+    };
+    const auto waitsInSet = [this](const char* set) {
+        return toolWaits() && sheet() != nullptr && sheet()->setField()->text() == set;
+    };
+    whenTrue([&] { return waitsInSet("Set 1 of 3"); }, look);
+    whenTrue([&] { return waitsInSet("Set 2 of 3"); }, look);
+    whenTrue([&] { return waitsInSet("Set 3 of 3"); }, look);
     batch(2);
-    EXPECT_TRUE(returned);
-    EXPECT_THAT(alerts.texts(), ElementsAre(canceled));
-    EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
-    EXPECT_EQ(windows->statusBar()->currentMessage(), "");
-    expectAtRest();
+    EXPECT_THAT(seen,
+                ElementsAre("Set 1 of 3", "Fusing Enfused - b.tif…",
+                            "The time left is known after the first set.", "Set 2 of 3",
+                            "Fusing Enfused - d.tif…", "Less than a minute left", "Set 3 of 3",
+                            "Fusing Enfused - f.tif…", "Less than a minute left"));
+    EXPECT_THAT(alerts.texts(), ElementsAre(complete));
 }
 
-TEST_F(BatchRunTest, ACancelWhileASetIsAlignedLetsItBeFused) {
-    makeFiles({"a.jpg", "b.jpg", "c.jpg", "d.jpg"});
-    copyWithTool();
-    makeToolWait("align_image_stack", copyEveryInput);
-    whenTrue([this] { return toolWaits() && sheet() != nullptr; },
-             [] { QTest::mouseClick(button(sheet(), "cancelButton"), Qt::LeftButton); });
-    whenTrue([] { return BatchActivity::instance().phase() == BatchActivity::Phase::finishing; },
-             [this] { letGo(); });
-    batch(2, true);
-    EXPECT_THAT(alerts.texts(), ElementsAre(canceled));
-    EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
-    expectAtRest();
-}
-
-TEST_F(BatchRunTest, ASetIsNotFusedBeforeACancelledAlignmentHasEnded) {
+TEST_F(BatchRunTest, TheProgressWindowIsGoneBeforeTheClosingMessage) {
     makeFiles({"a.jpg", "b.jpg"});
-    replaceFusionTool(std::string(takeArguments) + "printf %s \"$inputs\" > '" +
-                      (folder / "inputs").native() + "'\n" + copyLastInput);
-    makeToolWait("align_image_stack", copyEveryInput);
-    whenTrue([this] { return toolWaits(); },
-             [this] {
-                 for (QWidget* window : QApplication::topLevelWidgets()) {
-                     auto* align = qobject_cast<AutoAlignProgressDialog*>(window);
-                     if (align == nullptr || !align->isVisible()) continue;
-                     QTest::mouseClick(button(align, "cancelButton"), Qt::LeftButton);
-                 }
-                 QTest::qWait(50);
-                 EXPECT_FALSE(fs::exists(result("Enfused - b.tif")));
-                 letGo();
-             });
-    batch(2, true);
+    copyWithTool();
+    bool asked = false;
+    alerts.answer = [&](QMessageBox* box) {
+        asked = true;
+        EXPECT_EQ(sheet(), nullptr);
+        box->button(QMessageBox::Ok)->click();
+    };
+    batch(2);
+    EXPECT_TRUE(asked);
+}
+
+TEST_F(BatchRunTest, ABatchTakesTheShotsThatWereThereOut) {
+    makeFiles({"a.jpg", "b.jpg"});
+    copyWithTool();
+    dropAndWait(makeBracket(folder.path(), 60, 40));
+    EXPECT_EQ(gNumSourceImages, 3);
+    batch(2);
     EXPECT_THAT(alerts.texts(), ElementsAre(complete));
     EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
     expectAtRest();
 }
 
-TEST_F(BatchRunTest, ACancelWhileFilesAreLoadedEndsBeforeTheFusion) {
-    makeFiles({"a.jpg", "b.jpg", "c.jpg"}, 3000, 2000);
+TEST_F(BatchRunTest, FromTheFirstBatchOnAnUnreadableDropIsOnlyLogged) {
+    makeFiles({"a.jpg", "b.jpg"});
     copyWithTool();
-    whenTrue([] { return sheet() != nullptr; }, [] { QTest::keyClick(sheet(), Qt::Key_Escape); });
-    batch(3);
-    EXPECT_THAT(alerts.texts(), ElementsAre(canceled));
-    EXPECT_THAT(results(), IsEmpty());
-    expectAtRest();
-}
-
-TEST_F(BatchRunTest, ADiskThatFillsUpCostsNoEarlierResult) {
-    makeFiles({"a.jpg", "b.jpg"}, 300, 200);
     batch(2);
-    const std::string good = readFile(result("Enfused - b.tif"));
-    ASSERT_GT(good.size(), 20000U);
-    replaceFusionTool("ulimit -f 20\nexec '" LUMAWEAVE_RESOURCES "/Enfuse/enfuse-openmp' \"$@\"\n");
-    batch(2);
-    EXPECT_THAT(alerts.texts(), ElementsAre(complete, complete));
-    EXPECT_TRUE(hasLog("The set up to b.jpg could not be fused"));
-    EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
-    EXPECT_EQ(readFile(result("Enfused - b.tif")), good);
-}
-
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-TEST_F(BatchRunTest, ALongBatchTakesNoMoreMemoryAndDiskThanAShortOne) {
-    std::vector<std::string> names;
-    for (int i = 100; i < 180; ++i)
-        names.push_back(std::to_string(i) + ".jpg");
-    makeFiles(names, 300, 200);
-    copyWithTool();
-    double early = 0;
-    double late = 0;
-    std::ptrdiff_t earlyFiles = 0;
-    std::ptrdiff_t lateFiles = 0;
-    whenTrue([] { return sheet() != nullptr; },
-             [&] {
-                 QObject::connect(sheet()->progressBar(), &QProgressBar::valueChanged, [&](int v) {
-                     if (v == 4) early = privateMemory(), earlyFiles = workingFiles();
-                     if (v == 80) late = privateMemory(), lateFiles = workingFiles();
-                 });
-             });
-    batch(2);
-    ASSERT_GT(early, 0);
-    EXPECT_LT(late, early * 1.05) << early << " kB after the second set, " << late << " at the end";
-    EXPECT_EQ(lateFiles, earlyFiles);
-    EXPECT_EQ(results().size(), 40U);
-}
-#endif
-
-TEST_F(BatchRunTest, NineShotsGiveThreeCorrectResultsWithTheInstalledTools) {
-    makeFiles({"1.jpg", "2.jpg", "3.jpg", "4.jpg", "5.jpg", "6.jpg", "7.jpg", "8.jpg", "9.jpg"},
-              300, 200);
-    for (const bool align : {false, true}) {
-        batch(3, align);
-        EXPECT_EQ(alerts.texts().back(), complete);
-        EXPECT_THAT(results(),
-                    ElementsAre("Enfused - 3.tif", "Enfused - 6.tif", "Enfused - 9.tif"));
-        for (const char* name : {"Enfused - 3.tif", "Enfused - 6.tif", "Enfused - 9.tif"}) {
-            const Image image = decodeImage(result(name));
-            EXPECT_EQ(image.size(), QSizeF(300, 200)) << name;
-        }
-    }
-    expectAtRest();
+    alerts.forget();
+    dropAndWait({folder.write("no picture.jpg", "text")});
+    EXPECT_THAT(alerts.texts(), IsEmpty());
+    EXPECT_EQ(log.count("assignFileToCell: initWithContentsOfURL returned nil!"), 1);
+    EXPECT_TRUE(gDoingBatch);
 }
 
 }  // namespace lumaweave

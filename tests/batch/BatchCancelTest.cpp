@@ -1,0 +1,320 @@
+// A cancel in each stage of a batch, and what is offered until its worker has ended.
+
+#include <QAction>
+#include <QApplication>
+#include <QDragEnterEvent>
+#include <QLabel>
+#include <QMimeData>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QStatusBar>
+#include <QTest>
+
+#include "align/AutoAlignProgress.h"
+#include "app/Services.h"
+#include "app/SharedState.h"
+#include "batch/BatchActivity.h"
+#include "batch/BatchFixture.h"
+#include "preview/PreviewWindow.h"
+#include "sources/SourceCellViewController.h"
+#include "sources/SourcesWindow.h"
+
+namespace lumaweave {
+
+namespace fs = std::filesystem;
+using namespace test;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+// Acts when the sheet appears: before its worker can have done anything that needs the main thread.
+class SheetFilter : public QObject {
+  public:
+    explicit SheetFilter(std::function<void(BatchProgressDialog*)> action)
+        : action_(std::move(action)) {
+        qApp->installEventFilter(this);
+    }
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        auto* sheet = qobject_cast<BatchProgressDialog*>(watched);
+        if (sheet != nullptr && event->type() == QEvent::Show) action_(sheet);
+        return false;
+    }
+
+  private:
+    std::function<void(BatchProgressDialog*)> action_;
+};
+
+}  // namespace
+
+class BatchCancelTest : public BatchTest {
+  protected:
+    static AutoAlignProgressDialog* alignSheet() {
+        for (QWidget* window : QApplication::topLevelWidgets()) {
+            auto* found = qobject_cast<AutoAlignProgressDialog*>(window);
+            if (found != nullptr && found->isVisible()) return found;
+        }
+        return nullptr;
+    }
+    // A click that takes the whole way of a real one: through the window, which may be blocked.
+    static void clickCancel(QWidget* window) {
+        const QWidget* cancel = button(window, "cancelButton");
+        QTest::mouseClick(window->windowHandle(), Qt::LeftButton, {},
+                          cancel->mapTo(window, cancel->rect().center()));
+    }
+    static bool isFinishing() {
+        return BatchActivity::instance().phase() == BatchActivity::Phase::finishing;
+    }
+    void expectNoDropIsTaken() const {
+        QMimeData data;
+        data.setUrls({UrlFromPath(photos() / "a.jpg")});
+        QDragEnterEvent enter({10, 10}, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        enter.ignore();
+        QApplication::sendEvent(windows->sourcesWindow(), &enter);
+        EXPECT_FALSE(enter.isAccepted());
+    }
+    // Cancels as soon as the bar has this value: the worker then waits for the main thread.
+    std::unique_ptr<SheetFilter> cancelAtStep(int step) {
+        return std::make_unique<SheetFilter>([step](BatchProgressDialog* shown) {
+            QObject::connect(shown->progressBar(), &QProgressBar::valueChanged, shown,
+                             [shown, step](int value) {
+                                 if (value == step) button(shown, "cancelButton")->click();
+                             });
+        });
+    }
+};
+
+TEST_F(BatchCancelTest, ACancelBeforeTheFirstFileLoadsNothing) {
+    makeFiles({"a.jpg", "b.jpg"});
+    copyWithTool();
+    const SheetFilter filter(
+        [](BatchProgressDialog* shown) { button(shown, "cancelButton")->click(); });
+    batch(2);
+    EXPECT_THAT(alerts.texts(), ElementsAre(canceled));
+    EXPECT_EQ(log.count("Assign file to cell..."), 0);
+    EXPECT_THAT(results(), IsEmpty());
+    expectAtRest();
+}
+
+TEST_F(BatchCancelTest, EscAndTheCloseButtonCancelToo) {
+    makeFiles({"a.jpg", "b.jpg"});
+    copyWithTool();
+    for (const bool close : {false, true}) {
+        const SheetFilter filter([close](BatchProgressDialog* shown) {
+            if (close) {
+                shown->close();
+            } else {
+                QTest::keyClick(shown, Qt::Key_Escape);
+            }
+        });
+        batch(2);
+    }
+    EXPECT_THAT(alerts.texts(), ElementsAre(canceled, canceled));
+    EXPECT_THAT(results(), IsEmpty());
+}
+
+TEST_F(BatchCancelTest, ACancelAfterTheFilesAreLoadedEndsBeforeTheFusion) {
+    makeFiles({"a.jpg", "b.jpg", "c.jpg"});
+    copyWithTool();
+    const auto filter = cancelAtStep(1);
+    batch(3, true);
+    EXPECT_THAT(alerts.texts(), ElementsAre(canceled));
+    EXPECT_EQ(log.count("Assign file to cell..."), 3);
+    EXPECT_EQ(log.count("doing auto-align..."), 0);
+    EXPECT_EQ(log.count("Enfuse a Batch Set..."), 0);
+    EXPECT_THAT(results(), IsEmpty());
+    expectAtRest();
+}
+
+TEST_F(BatchCancelTest, ACancelBetweenTwoSetsLoadsNoMore) {
+    makeFiles({"a.jpg", "b.jpg", "c.jpg", "d.jpg"});
+    copyWithTool();
+    const auto filter = cancelAtStep(2);
+    batch(2);
+    EXPECT_THAT(alerts.texts(), ElementsAre(canceled));
+    EXPECT_EQ(log.count("Assign file to cell..."), 2);
+    EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
+    expectAtRest();
+}
+
+TEST_F(BatchCancelTest, ACancelAfterTheLastSetStillCounts) {
+    makeFiles({"a.jpg", "b.jpg"});
+    copyWithTool();
+    const auto filter = cancelAtStep(2);
+    batch(2);
+    EXPECT_THAT(alerts.texts(), ElementsAre(canceled));
+    EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
+}
+
+TEST_F(BatchCancelTest, ACancelWhileASetIsFusedLetsItEnd) {
+    makeFiles({"a.jpg", "b.jpg", "c.jpg", "d.jpg"});
+    makeToolWait("enfuse-openmp", copyLastInput);
+    bool returned = false;
+    whenTrue([this] { return toolWaits() && sheet() != nullptr; },
+             [this] {
+                 EXPECT_EQ(sheet()->setField()->text(), "Set 1 of 2");
+                 EXPECT_EQ(sheet()->fileField()->text(), "Fusing Enfused - b.tif…");
+                 QTest::mouseClick(button(sheet(), "cancelButton"), Qt::LeftButton);
+             });
+    whenTrue([] { return BatchActivity::instance().phase() == BatchActivity::Phase::finishing; },
+             [this, &returned] {
+                 returned = true;
+                 EXPECT_EQ(sheet(), nullptr);
+                 EXPECT_THAT(windows->statusBar()->currentMessage().toStdString(),
+                             testing::HasSubstr("current set is still being finished"));
+                 EXPECT_FALSE(windows->findChild<QAction*>("batchAction")->isEnabled());
+                 EXPECT_FALSE(windows->sourcesWindow()->isEnabled());
+                 EXPECT_FALSE(windows->sourcesWindow()->alignAction()->isEnabled());
+                 EXPECT_THAT(alerts.texts(), IsEmpty());
+                 letGo();
+             });
+    batch(2);
+    EXPECT_TRUE(returned);
+    EXPECT_THAT(alerts.texts(), ElementsAre(canceled));
+    EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
+    EXPECT_EQ(windows->statusBar()->currentMessage(), "");
+    expectAtRest();
+}
+
+TEST_F(BatchCancelTest, NothingElseGetsAtTheShotsUntilTheWorkerHasEnded) {
+    makeFiles({"a.jpg", "b.jpg", "c.jpg", "d.jpg"});
+    makeToolWait("enfuse-openmp", copyLastInput);
+    const std::vector<fs::path> others = makeBracket(folder.path(), 60, 40);
+    bool looked = false;
+    whenTrue([this] { return toolWaits() && sheet() != nullptr; }, [] { clickCancel(sheet()); });
+    whenTrue([] { return isFinishing(); },
+             [&] {
+                 looked = true;
+                 EXPECT_EQ(gNumSourceImages, 2);
+                 EXPECT_FALSE(windows->findChild<QAction*>("fuseAction")->isEnabled());
+                 EXPECT_FALSE(windows->previewWindow()->fuseButton()->isEnabled());
+                 expectNoDropIsTaken();
+                 windows->openFiles(others);
+                 windows->previewWindow()->enfuseItAction(nullptr);
+                 delegate->doBatchAction();
+                 EXPECT_EQ(settingsDialog(), nullptr);
+             });
+    whenTrue([&looked] { return looked; },
+             [this] {
+                 QApplication::processEvents();
+                 EXPECT_EQ(gNumSourceImages, 2);
+                 letGo();
+             });
+    batch(2);
+    EXPECT_TRUE(looked);
+    EXPECT_FALSE(hasLog("concludeDragOperation"));
+    EXPECT_THAT(alerts.texts(), ElementsAre(canceled));
+    EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
+    expectAtRest();
+    dropAndWait(others);
+    EXPECT_EQ(gNumSourceImages, 3) << "welcome again";
+}
+
+// Its paths are taken from the event loop, after the drop itself.
+TEST_F(BatchCancelTest, ADropThatWasMadeJustBeforeABatchBeganIsRefused) {
+    makeFiles({"a.jpg", "b.jpg"});
+    copyWithTool();
+    const std::vector<fs::path> others = makeBracket(folder.path(), 60, 40);
+    SetBatchFolderChooser([&] {
+        sendDrop(windows->sourcesWindow(), {UrlFromPath(others.front())});
+        return std::vector<fs::path>{photos()};
+    });
+    batch(2);
+    EXPECT_FALSE(hasLog("concludeDragOperation"));
+    EXPECT_THAT(alerts.texts(), ElementsAre(complete));
+    EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
+    expectAtRest();
+}
+
+TEST_F(BatchCancelTest, TheCancelIsReachableWhileASetIsAligned) {
+    makeFiles({"a.jpg", "b.jpg", "c.jpg", "d.jpg"});
+    copyWithTool();
+    makeToolWait("align_image_stack", copyEveryInput);
+    whenTrue([this] { return toolWaits() && sheet() != nullptr && alignSheet() != nullptr; },
+             [] {
+                 const QWidget* cancel = button(sheet(), "cancelButton");
+                 const QRect on(cancel->mapToGlobal(QPoint(0, 0)), cancel->size());
+                 EXPECT_FALSE(alignSheet()->frameGeometry().intersects(on)) << "it is covered";
+                 clickCancel(sheet());
+             });
+    whenTrue([] { return isFinishing(); },
+             [this] {
+                 EXPECT_EQ(sheet(), nullptr);
+                 EXPECT_EQ(alignSheet(), nullptr);
+                 EXPECT_THAT(windows->statusBar()->currentMessage().toStdString(),
+                             HasSubstr("current set is still being finished"));
+                 EXPECT_FALSE(windows->sourcesWindow()->alignAction()->isEnabled());
+                 EXPECT_FALSE(windows->findChild<QAction*>("batchAction")->isEnabled());
+                 letGo();
+             });
+    batch(2, true);
+    EXPECT_THAT(alerts.texts(), ElementsAre(canceled));
+    EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
+    EXPECT_EQ(windows->statusBar()->currentMessage(), "");
+    expectAtRest();
+}
+
+TEST_F(BatchCancelTest, ASetIsNotFusedBeforeACancelledAlignmentHasEnded) {
+    makeFiles({"a.jpg", "b.jpg"});
+    const fs::path inputs = folder / "inputs";
+    replaceFusionTool(std::string(takeArguments) +
+                      "case $out in *Enfused\\ -*) printf %s \"$inputs\" > '" + inputs.native() +
+                      "' ;; esac\n" + copyLastInput);
+    makeToolWait("align_image_stack", copyEveryInput);
+    whenTrue([this] { return toolWaits() && alignSheet() != nullptr; },
+             [] { clickCancel(alignSheet()); });
+    whenTrue([this] { return toolWaits() && sheet() != nullptr && alignSheet() == nullptr; },
+             [this] {
+                 EXPECT_EQ(log.count("Enfuse a Batch Set..."), 0);
+                 letGo();
+             });
+    batch(2, true);
+    EXPECT_THAT(alerts.texts(), ElementsAre(complete));
+    EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
+    const std::string fused = readFile(inputs);
+    EXPECT_THAT(fused, HasSubstr("alignedImage"));
+    EXPECT_THAT(fused, testing::Not(HasSubstr("ConvertedToTIFF")));
+    expectAtRest();
+}
+
+// The set is fused from what the cells hold, and its metadata is read from there afterwards.
+TEST_F(BatchCancelTest, TheShotsStayUntilTheirSetIsFinished) {
+    makeFiles({"a.jpg", "b.jpg"});
+    copyWithTool();
+    makeToolWait("align_image_stack", copyEveryInput);
+    whenTrue([this] { return toolWaits() && sheet() != nullptr; }, [] { clickCancel(sheet()); });
+    whenTrue([] { return isFinishing(); },
+             [this] {
+                 EXPECT_EQ(gNumSourceImages, 2);
+                 letGo();
+             });
+    batch(2, true);
+    EXPECT_EQ(gNumSourceImages, 0);
+}
+
+TEST_F(BatchCancelTest, ABatchWaitsForAnAlignmentThatWasCancelled) {
+    dropAndWait(makeBracket(folder.path(), 60, 40));
+    makeFiles({"a.jpg", "b.jpg"});
+    copyWithTool();
+    makeToolWait("align_image_stack", copyEveryInput);
+    whenTrue([this] { return toolWaits() && alignSheet() != nullptr; },
+             [] { clickCancel(alignSheet()); });
+    AutoAlignProgressDialog::init();
+    ASSERT_TRUE(AutoAlignProgressDialog::isAlignmentRunning());
+    whenTrue(
+        [] {
+            return sheet() != nullptr &&
+                   sheet()->fileField()->text() == "Waiting for the alignment that still runs…";
+        },
+        [this] {
+            EXPECT_EQ(gNumSourceImages, 3);
+            letGo();
+        });
+    batch(2);
+    EXPECT_THAT(alerts.texts(), ElementsAre(complete));
+    EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
+    expectAtRest();
+}
+
+}  // namespace lumaweave

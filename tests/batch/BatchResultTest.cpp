@@ -1,0 +1,211 @@
+// What a batch leaves with the installed tools, and what it takes meanwhile.
+
+#include <QAbstractButton>
+#include <QButtonGroup>
+#include <QCheckBox>
+#include <QProgressBar>
+#include <QTest>
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+
+#include "app/SharedState.h"
+#include "batch/BatchFixture.h"
+#include "fusion/EnfuseSettingsWindow.h"
+#include "imaging/ImageDecoder.h"
+#include "imaging/VipsLibrary.h"
+#include "platform/WorkingFolder.h"
+#include "support/ExifTool.h"
+
+namespace lumaweave {
+
+namespace fs = std::filesystem;
+using namespace test;
+using testing::ElementsAre;
+
+namespace {
+
+// In kilobytes.
+double privateMemory() {
+    std::ifstream status("/proc/self/status");
+    const std::string name = "RssAnon:";
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with(name)) return std::stod(line.substr(name.size()));
+    }
+    return 0;
+}
+
+std::vector<std::string> workingFiles() {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(workingFolder()))
+        names.push_back(entry.path().filename().native());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// Files that have no name any more, but still take room because they are mapped.
+std::ptrdiff_t unlinkedWorkingFiles() {
+    std::ifstream maps("/proc/self/maps");
+    std::ptrdiff_t count = 0;
+    for (std::string line; std::getline(maps, line);) {
+        if (line.find(workingFolder().native()) != std::string::npos && line.ends_with("(deleted)"))
+            ++count;
+    }
+    return count;
+}
+
+void fuseByHand(const std::vector<fs::path>& files, const fs::path& output) {
+    std::string command = "enfuse -o '" + output.native() + "'";
+    for (const fs::path& file : files)
+        command += " '" + file.native() + "'";
+    ASSERT_EQ(std::system((command + " > /dev/null 2>&1").c_str()), 0) << command;
+}
+
+}  // namespace
+
+class BatchResultTest : public BatchTest {
+  protected:
+    static constexpr int width = 480;
+    static constexpr int height = 320;
+
+    // Nine files in three sets: the sample's first, third and last shot as they are, mirrored, and
+    // upside down, so that no set's result could be taken for another's. As they are listed.
+    std::vector<fs::path> makeNineShots() const {
+        std::vector<fs::path> files;
+        for (const char* set : {"a", "b", "c"}) {
+            for (const int shot : {1, 3, 5}) {
+                const fs::path sample = fs::path(LUMAWEAVE_SOURCE_FOLDER) / "samples/bracket" /
+                                        ("window-" + std::to_string(shot) + ".jpg");
+                vips::VImage picture = vipsImage(decodeImage(sample).scaled(width, height));
+                if (*set == 'b') picture = picture.flip(VIPS_DIRECTION_HORIZONTAL);
+                if (*set == 'c') picture = picture.flip(VIPS_DIRECTION_VERTICAL);
+                files.push_back(photos() / (set + std::to_string(shot) + ".jpg"));
+                picture.jpegsave(files.back().c_str(), vips::VImage::option()->set("Q", 95));
+            }
+        }
+        return files;
+    }
+    // The mean difference, in steps of 8 bit, between each set's result and the fusion of its files
+    // by hand.
+    std::vector<double> differencesFromFusionByHand(const std::vector<fs::path>& files) const {
+        std::vector<double> differences;
+        for (std::size_t set = 0; set < 3; ++set) {
+            const auto first = files.begin() + static_cast<std::ptrdiff_t>(3 * set);
+            const fs::path byHand = folder / "by hand.tif";
+            fuseByHand({first, first + 3}, byHand);
+            const std::string name = "Enfused - " + (first + 2)->stem().native() + ".tif";
+            const Image fused = decodeImage(result(name));
+            EXPECT_EQ(fused.size(), QSizeF(width, height)) << name;
+            differences.push_back(differenceBetween(fused, decodeImage(byHand)).mean * 255);
+        }
+        return differences;
+    }
+};
+
+TEST_F(BatchResultTest, NineShotsGiveThreeResultsAsTheToolMakesThemByHand) {
+    const std::vector<fs::path> files = makeNineShots();
+    batch(3);
+    EXPECT_THAT(alerts.texts(), ElementsAre(complete));
+    EXPECT_THAT(results(), ElementsAre("Enfused - a5.tif", "Enfused - b5.tif", "Enfused - c5.tif"));
+    // The tool dithers with a new seed every run: at most one step, in fewer than half the samples.
+    EXPECT_THAT(differencesFromFusionByHand(files), testing::Each(testing::Lt(0.5)));
+    // Which tells one set from another.
+    EXPECT_GT(differenceBetween(decodeImage(result("Enfused - a5.tif")),
+                                decodeImage(result("Enfused - b5.tif")))
+                      .mean *
+                  255,
+              10);
+    expectAtRest();
+}
+
+TEST_F(BatchResultTest, NineShotsFromATripodAreFusedTheSameWithAlignment) {
+    const std::vector<fs::path> files = makeNineShots();
+    batch(3, true);
+    EXPECT_THAT(alerts.texts(), ElementsAre(complete));
+    EXPECT_THAT(results(), ElementsAre("Enfused - a5.tif", "Enfused - b5.tif", "Enfused - c5.tif"));
+    EXPECT_EQ(log.count("doing auto-align..."), 3);
+    // The aligner shifts by a fraction of a pixel and interpolates: details soften a little.
+    EXPECT_THAT(differencesFromFusionByHand(files),
+                testing::Each(testing::AllOf(testing::Lt(4.0), testing::Gt(0.5))));
+    expectAtRest();
+}
+
+TEST_F(BatchResultTest, EachResultCarriesTheMetadataOfItsOwnSet) {
+    makeFiles({"a.jpg", "b.jpg", "c.jpg", "d.jpg"});
+    ASSERT_TRUE(writeTags(photos() / "a.jpg", {"-IFD0:Artist=A. Person"}));
+    ASSERT_TRUE(writeTags(photos() / "d.jpg", {"-IFD0:Artist=D. Person"}));
+    windows->settingsPanel()->preserveEXIFCheckBox()->setChecked(true);
+    batch(2);
+    EXPECT_THAT(alerts.texts(), ElementsAre(complete));
+    EXPECT_EQ(exifToolTags(result("Enfused - b.tif"))["IFD0:Artist"], "A. Person");
+    EXPECT_EQ(exifToolTags(result("Enfused - d.tif"))["IFD0:Artist"], "D. Person");
+    EXPECT_TRUE(isWhollyDecodable(result("Enfused - b.tif")));
+    EXPECT_THAT(results(), ElementsAre("Enfused - b.tif", "Enfused - d.tif"));
+}
+
+TEST_F(BatchResultTest, MetadataIsCarriedOverAlsoAfterACancel) {
+    makeFiles({"a.jpg", "b.jpg", "c.jpg", "d.jpg"});
+    ASSERT_TRUE(writeTags(photos() / "a.jpg", {"-IFD0:Artist=A. Person"}));
+    windows->settingsPanel()->preserveEXIFCheckBox()->setChecked(true);
+    makeToolWait("enfuse-openmp", copyLastInput);
+    whenTrue([this] { return toolWaits() && sheet() != nullptr; },
+             [this] {
+                 QTest::mouseClick(button(sheet(), "cancelButton"), Qt::LeftButton);
+                 letGo();
+             });
+    batch(2);
+    EXPECT_THAT(alerts.texts(), ElementsAre(canceled));
+    EXPECT_EQ(exifToolTags(result("Enfused - b.tif"))["IFD0:Artist"], "A. Person");
+}
+
+TEST_F(BatchResultTest, TheSettingsPanelSaysHowTheSetsAreFused) {
+    makeFiles({"a.jpg", "b.jpg"});
+    windows->settingsPanel()->outputDepthMatrix()->button(1)->setChecked(true);
+    batch(2);
+    EXPECT_EQ(decodeImage(result("Enfused - b.tif")).format().type, SampleType::uint16);
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST_F(BatchResultTest, ALongBatchTakesNoMoreMemoryAndDiskThanAShortOne) {
+    std::vector<std::string> names;
+    for (int i = 100; i < 180; ++i)
+        names.push_back(std::to_string(i) + ".jpg");
+    makeFiles(names, 300, 200);
+    copyWithTool();
+    double early = 0;
+    double late = 0;
+    std::vector<std::string> earlyFiles;
+    std::vector<std::string> lateFiles;
+    whenTrue([] { return sheet() != nullptr; },
+             [&] {
+                 QObject::connect(sheet()->progressBar(), &QProgressBar::valueChanged, [&](int v) {
+                     if (v == 4) early = privateMemory(), earlyFiles = workingFiles();
+                     if (v == 80) late = privateMemory(), lateFiles = workingFiles();
+                 });
+             });
+    batch(2);
+    ASSERT_GT(early, 0);
+    EXPECT_LT(late, early * 1.05) << early << " kB after the second set, " << late << " at the end";
+    EXPECT_EQ(lateFiles, earlyFiles);
+    EXPECT_EQ(results().size(), 40U);
+}
+#endif
+
+TEST_F(BatchResultTest, AlignedWorkingCopiesDoNotPileUpEither) {
+    copyWithTool();
+    replaceTool("align_image_stack", std::string(takeAlignArguments) + copyEveryInput);
+    makeFiles({"00.jpg", "01.jpg", "02.jpg", "03.jpg"});
+    batch(2, true);
+    const std::vector<std::string> early = workingFiles();
+    EXPECT_EQ(unlinkedWorkingFiles(), 0);
+    std::vector<std::string> more;
+    for (int i = 10; i < 30; ++i)
+        more.push_back(std::to_string(i) + ".jpg");
+    makeFiles(more);
+    batch(2, true);
+    EXPECT_EQ(results().size(), 12U);
+    EXPECT_EQ(workingFiles(), early);
+    EXPECT_EQ(unlinkedWorkingFiles(), 0);
+}
+
+}  // namespace lumaweave

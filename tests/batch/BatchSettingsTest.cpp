@@ -1,0 +1,233 @@
+// What comes before a batch: its settings, the choice of the folder, and what keeps it from
+// starting.
+
+#include <unistd.h>
+
+#include <QAction>
+#include <QApplication>
+#include <QCheckBox>
+#include <QDialogButtonBox>
+#include <QFileDialog>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSpinBox>
+#include <QTest>
+
+#include "app/SharedState.h"
+#include "batch/BatchFixture.h"
+
+namespace lumaweave {
+
+namespace fs = std::filesystem;
+using namespace test;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class BatchSettingsTest : public BatchTest {
+  protected:
+    static QFileDialog* panel() {
+        for (QWidget* window : QApplication::topLevelWidgets()) {
+            auto* found = qobject_cast<QFileDialog*>(window);
+            if (found != nullptr && found->isVisible()) return found;
+        }
+        return nullptr;
+    }
+    static void press(QDialogButtonBox::StandardButton which) {
+        auto* box = panel()->findChild<QDialogButtonBox*>();
+        QTest::mouseClick(box->button(which), Qt::LeftButton);
+    }
+    // Enters the path in the real panel, and opens it.
+    static void choose(const fs::path& path) {
+        auto* edit = panel()->findChild<QLineEdit*>("fileNameEdit");
+        // At once: its completion would add to what is typed.
+        edit->setText(QString::fromStdString(path.native()));
+        press(QDialogButtonBox::Open);
+    }
+    void expectNothingWasStarted() const {
+        EXPECT_THAT(alerts.texts(), IsEmpty());
+        EXPECT_FALSE(fs::exists(photos() / "Enfused Files"));
+        EXPECT_FALSE(gDoingBatch);
+        expectAtRest();
+    }
+};
+
+TEST_F(BatchSettingsTest, CancellingTheSettingsStoresNothing) {
+    const int before = gNumImagesInBatchSet;
+    whenTrue([] { return settingsDialog() != nullptr; },
+             [] {
+                 settingsDialog()->bracketCount()->setValue(9);
+                 QTest::mouseClick(button(settingsDialog(), "cancelButton"), Qt::LeftButton);
+             });
+    windows->findChild<QAction*>("batchAction")->trigger();
+    EXPECT_EQ(gNumImagesInBatchSet, before);
+    EXPECT_EQ(timesAsked, 0);
+}
+
+TEST_F(BatchSettingsTest, TheSettingsTakeNoNumberBelowOne) {
+    BatchSettingsDialog dialog;
+    dialog.bracketCount()->setValue(0);
+    EXPECT_EQ(dialog.bracketCount()->value(), 1);
+    EXPECT_GE(dialog.bracketCount()->maximum(), 17);
+}
+
+TEST_F(BatchSettingsTest, ANumberBelowOneCannotBeTypedEither) {
+    BatchSettingsDialog dialog;
+    dialog.show();
+    for (const char* typed : {"0", "-3", "", "abc"}) {
+        dialog.bracketCount()->selectAll();
+        QTest::keyClicks(dialog.bracketCount(), typed);
+        QTest::keyClick(dialog.bracketCount(), Qt::Key_Tab);
+        EXPECT_GE(dialog.bracketCount()->value(), 1) << typed;
+    }
+}
+
+TEST_F(BatchSettingsTest, EscStoresNothingAndAsksForNoFolder) {
+    const bool before = gAutoAlignDuringBatch;
+    whenTrue([] { return settingsDialog() != nullptr; },
+             [] {
+                 settingsDialog()->autoAlignCheckBox()->toggle();
+                 QTest::keyClick(settingsDialog(), Qt::Key_Escape);
+             });
+    windows->findChild<QAction*>("batchAction")->trigger();
+    EXPECT_EQ(gAutoAlignDuringBatch, before);
+    EXPECT_EQ(timesAsked, 0);
+}
+
+TEST_F(BatchSettingsTest, TheSettingsOfTheLastBatchAreOfferedAgain) {
+    batch(5, true);
+    EXPECT_EQ(gNumImagesInBatchSet, 5);
+    EXPECT_TRUE(gAutoAlignDuringBatch);
+    const BatchSettingsDialog dialog;
+    EXPECT_EQ(dialog.bracketCount()->value(), 5);
+    EXPECT_TRUE(dialog.autoAlignCheckBox()->isChecked());
+}
+
+TEST_F(BatchSettingsTest, TheFolderIsChosenInAPanelOfItsTitle) {
+    makeFiles({"a.jpg", "b.jpg"});
+    copyWithTool();
+    SetBatchFolderChooser({});
+    QString title;
+    whenTrue([] { return panel() != nullptr; },
+             [&] {
+                 title = panel()->windowTitle();
+                 choose(photos());
+             });
+    batch(2);
+    EXPECT_EQ(title, "Select Folder to Batch...");
+    EXPECT_EQ(gBatchFolderPath, photos());
+    EXPECT_THAT(alerts.texts(), ElementsAre(complete));
+    EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
+    // The next one begins where this one was.
+    whenTrue([] { return panel() != nullptr; },
+             [this] {
+                 EXPECT_EQ(panel()->directory().path().toStdString(), photos().native());
+                 press(QDialogButtonBox::Cancel);
+             });
+    batch(2);
+}
+
+TEST_F(BatchSettingsTest, CancellingThePanelStartsNothing) {
+    makeFiles({"a.jpg", "b.jpg"});
+    SetBatchFolderChooser({});
+    whenTrue([] { return panel() != nullptr; }, [] { press(QDialogButtonBox::Cancel); });
+    batch(2);
+    expectNothingWasStarted();
+    EXPECT_EQ(gNumImagesInBatchSet, 2);
+}
+
+TEST_F(BatchSettingsTest, ThePanelTakesNoPlainFile) {
+    makeFiles({"a.jpg", "b.jpg"});
+    SetBatchFolderChooser({});
+    whenTrue([] { return panel() != nullptr; },
+             [this] {
+                 choose(photos() / "a.jpg");
+                 ASSERT_NE(panel(), nullptr);
+                 press(QDialogButtonBox::Cancel);
+             });
+    batch(2);
+    EXPECT_FALSE(fs::exists(photos() / "Enfused Files"));
+    EXPECT_FALSE(gDoingBatch);
+}
+
+TEST_F(BatchSettingsTest, FewerThanTwoFilesStartNothingAndSayNothing) {
+    makeFiles({"a.jpg", ".b.jpg"});
+    batch(3);
+    EXPECT_THAT(alerts.texts(), IsEmpty());
+    EXPECT_FALSE(fs::exists(photos() / "Enfused Files"));
+    EXPECT_EQ(gBatchFolderPath, photos());
+    EXPECT_EQ(gNumImagesInBatchSet, 3);
+    EXPECT_FALSE(gDoingBatch);
+}
+
+TEST_F(BatchSettingsTest, AnEmptyOrMissingFolderStartsNothing) {
+    batch(3);
+    chosen = {folder / "nowhere"};
+    batch(3);
+    EXPECT_THAT(alerts.texts(), IsEmpty());
+    EXPECT_EQ(gNumBatchSets, 0);
+}
+
+TEST_F(BatchSettingsTest, AFolderThatCannotBeListedStartsNothing) {
+    makeFiles({"a.jpg", "b.jpg"});
+    fs::permissions(photos(), fs::perms::none);
+    // The superuser may read what nobody may.
+    const uid_t user = geteuid();
+    constexpr uid_t nobody = 65534;
+    if (user == 0) {
+        ASSERT_EQ(seteuid(nobody), 0);
+    }
+    batch(2);
+    if (user == 0) {
+        ASSERT_EQ(seteuid(user), 0);
+    }
+    fs::permissions(photos(), fs::perms::owner_all);
+    expectNothingWasStarted();
+    EXPECT_EQ(gNumFilesInBatchFolder, 0);
+    EXPECT_EQ(gBatchFolderPath, photos());
+}
+
+TEST_F(BatchSettingsTest, NoFolderOrSeveralFoldersStartNothing) {
+    makeFiles({"a.jpg", "b.jpg"});
+    chosen = {};
+    batch(2);
+    chosen = {photos(), folder.path()};
+    batch(2);
+    EXPECT_EQ(timesAsked, 2);
+    EXPECT_THAT(alerts.texts(), IsEmpty());
+    EXPECT_FALSE(fs::exists(photos() / "Enfused Files"));
+}
+
+TEST_F(BatchSettingsTest, ANameThatTheShellWouldActOnIsRefusedBeforeAnythingIsMade) {
+    makeFiles({"a.jpg", "b$(touch x).jpg"});
+    batch(2);
+    ASSERT_EQ(alerts.texts().size(), 1U);
+    EXPECT_THAT(alerts.texts().front(), testing::HasSubstr("b$(touch x).jpg"));
+    EXPECT_FALSE(fs::exists(photos() / "Enfused Files"));
+    EXPECT_FALSE(gDoingBatch);
+    expectAtRest();
+}
+
+TEST_F(BatchSettingsTest, AFolderThatTheShellWouldActOnIsRefusedBeforeAnythingIsMade) {
+    makeFiles({"a.jpg", "b.jpg"});
+    const fs::path odd = folder / "photos `touch x`";
+    fs::rename(photos(), odd);
+    chosen = {odd};
+    batch(2);
+    ASSERT_EQ(alerts.texts().size(), 1U);
+    EXPECT_THAT(alerts.texts().front(), HasSubstr(odd.native()));
+    EXPECT_FALSE(fs::exists(odd / "Enfused Files"));
+    EXPECT_FALSE(gDoingBatch);
+    fs::rename(odd, photos());
+    expectAtRest();
+}
+
+TEST_F(BatchSettingsTest, ANameThatNeverReachesTheShellIsWelcome) {
+    makeFiles({"a.jpg", "b.jp$g"});
+    copyWithTool();
+    batch(2);
+    EXPECT_THAT(alerts.texts(), ElementsAre(complete));
+    EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
+}
+
+}  // namespace lumaweave
