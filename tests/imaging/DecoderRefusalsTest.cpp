@@ -47,6 +47,7 @@ class DecoderRefusalsTest : public testing::Test {
         EXPECT_FALSE(fs::exists(tiff)) << path;
         EXPECT_FALSE(log.lines().empty()) << path;
         EXPECT_TRUE(decodeImage(path).isNull()) << path;
+        EXPECT_FALSE(isWhollyDecodable(path)) << path;
         EXPECT_TRUE(headerIsFine || !isDecodable(path)) << path;
         EXPECT_EQ(entriesInWorkingFolder(), 1) << path;
     }
