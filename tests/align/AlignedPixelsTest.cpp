@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <fstream>
 
 #include "align/AlignCommand.h"
 #include "align/AlignFixture.h"
@@ -15,6 +14,7 @@
 #include "preview/PreviewWindow.h"
 #include "sources/SourceCellImageView.h"
 #include "sources/SourceCellViewController.h"
+#include "support/PrivateMemory.h"
 #include "widgets/ImageView.h"
 
 namespace lumaweave {
@@ -144,27 +144,8 @@ TEST_F(UncoveredEdgeTest, ThePreviewAndTheFullSizeResultHaveNoDarkFringe) {
     EXPECT_NEAR(darkestSeen(fused), shade, tolerance);
 }
 
-namespace {
-
-// The private memory of this process in bytes.
-double privateMemory() {
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.starts_with("RssAnon:")) return std::stod(line.substr(8)) * 1024;
-    }
-    return 0;
-}
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool memoryCounts = false;  // theirs would be measured
-#else
-constexpr bool memoryCounts = true;
-#endif
-
-}  // namespace
-
 TEST_F(AlignedPixelsTest, TakeNoPrivateMemory) {
-    if (!memoryCounts) GTEST_SKIP() << "only without sanitizers";
+    if (sanitized) GTEST_SKIP() << "only without sanitizers";
     constexpr int width = 2400;
     constexpr int height = 1600;
     constexpr int shots = 6;
@@ -182,12 +163,12 @@ TEST_F(AlignedPixelsTest, TakeNoPrivateMemory) {
                   std::to_string(i) + ")\"\n";
     }
     replaceAlignTool(script);
-    const double before = privateMemory();
+    const long long before = privateMemory();
     align();
     EXPECT_THAT(alerts.texts(), IsEmpty());
     EXPECT_TRUE(cell(shots - 1).theImage().format().alpha);
     // The pixels of all are 92 MB.
-    constexpr double pixels = 4.0 * width * height * shots;
+    constexpr long long pixels = 4LL * width * height * shots;
     EXPECT_LT(privateMemory() - before, pixels / 10);
 }
 

@@ -6,6 +6,7 @@
 #include "imaging/ImageDecoder.h"
 #include "imaging/TiffWriter.h"
 #include "imaging/VipsLibrary.h"
+#include "support/PrivateMemory.h"
 #include "support/TestFolder.h"
 
 // Where the pixels of a decoded picture lie, and how long they live.

@@ -17,6 +17,7 @@
 #include "imaging/VipsLibrary.h"
 #include "platform/WorkingFolder.h"
 #include "support/FileSizeLimit.h"
+#include "support/PrivateMemory.h"
 #include "support/Recorders.h"
 #include "support/TestFolder.h"
 

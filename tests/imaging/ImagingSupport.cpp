@@ -329,12 +329,4 @@ void changeTag(const fs::path& path, int tag, std::uint16_t value) {
     std::ofstream(path, std::ios::binary) << bytes;
 }
 
-long long privateMemory() {
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.starts_with("RssAnon:")) return std::stoll(line.substr(8)) * 1024;
-    }
-    throw std::runtime_error("the system does not say how much memory is private");
-}
-
 }  // namespace lumaweave::test

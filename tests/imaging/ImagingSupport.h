@@ -60,7 +60,4 @@ void writePaletteTiff(const Image& indices, const std::filesystem::path& path);
 // Sets the value of a tag that holds one 16-bit number in such a file.
 void changeTag(const std::filesystem::path& path, int tag, std::uint16_t value);
 
-// How much memory this process has for itself alone, in bytes: not what maps of files take.
-[[nodiscard]] long long privateMemory();
-
 }  // namespace lumaweave::test

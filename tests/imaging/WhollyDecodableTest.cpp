@@ -13,6 +13,7 @@
 #include "platform/WorkingFolder.h"
 #include "support/FileSizeLimit.h"
 #include "support/Pictures.h"
+#include "support/PrivateMemory.h"
 #include "support/Recorders.h"
 #include "support/TestFolder.h"
 

@@ -20,6 +20,7 @@
 #include "panorama/Sections.h"
 #include "platform/Memory.h"
 #include "support/Pictures.h"
+#include "support/PrivateMemory.h"
 #include "support/Recorders.h"
 #include "support/TestFolder.h"
 #include "support/Waiting.h"
@@ -34,13 +35,6 @@ using testing::Not;
 using testing::StartsWith;
 
 namespace {
-
-constexpr bool sanitized =
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    true;
-#else
-    false;
-#endif
 
 class VRWindowTest : public testing::Test {
   protected:
