@@ -32,6 +32,10 @@ struct Workplace {
 // From the name of the file to the complete file, against the same run of the fusion tool alone.
 [[nodiscard]] std::vector<Row> runFullSizeJob(const Workplace& place);
 
+// Ten brackets of three smaller photographs from the folder to the closing message: the time of
+// each beyond the fusion tool's own run and beyond loading its files.
+[[nodiscard]] std::vector<Row> runBatchJob(const Workplace& place);
+
 // A panorama of 134 megapixels from the call that opens it to its first frame on the screen, the
 // frames of a drag, and the copying of its sections against a plain copy of memory.
 [[nodiscard]] std::vector<Row> runPanoramaJob(const Workplace& place);

@@ -61,12 +61,11 @@ Options readOptions(const std::vector<std::string>& arguments) {
 }
 
 std::string usage() {
-    return "lumaweave-bench [--rounds N] [--only load,preview,full,panorama,memory]\n"
+    return "lumaweave-bench [--rounds N] [--only load,preview,full,batch,panorama,memory]\n"
            "Measures the whole program and prints one table. --rounds: how often each job is "
            "timed\n"
-           "(without it: load 7, preview 11, full 5, panorama 5 times, each after a round that "
-           "does "
-           "not count).\n";
+           "(without it: load 7, preview 11, full 5, batch 3, panorama 5 times, each after a round "
+           "that does not count).\n";
 }
 
 }  // namespace lumaweave::bench

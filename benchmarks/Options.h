@@ -8,7 +8,7 @@ namespace lumaweave::bench {
 
 // What the command line asks for.
 struct Options {
-    std::vector<std::string> jobs = {"memory", "load", "preview", "full", "panorama"};
+    std::vector<std::string> jobs = {"memory", "load", "preview", "full", "batch", "panorama"};
     // None: as many as suit each job.
     std::optional<int> rounds;
     bool help = false;

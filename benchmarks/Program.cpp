@@ -2,6 +2,7 @@
 
 #include <QAbstractButton>
 #include <QButtonGroup>
+#include <QCheckBox>
 #include <QDragEnterEvent>
 #include <QDragMoveEvent>
 #include <QDropEvent>
@@ -9,17 +10,21 @@
 #include <QMessageBox>
 #include <QMimeData>
 #include <QPushButton>
+#include <QSpinBox>
 #include <QTest>
+#include <QTimer>
 #include <QUrl>
 #include <algorithm>
 #include <cstdlib>
 #include <stdexcept>
+#include <utility>
 
 #include "Output.h"
 #include "Processes.h"
 #include "align/AutoAlignProgress.h"
 #include "app/Services.h"
 #include "app/SharedState.h"
+#include "batch/BatchSettings.h"
 #include "fusion/EnfuseSettingsWindow.h"
 #include "platform/Threads.h"
 #include "platform/WorkingFolder.h"
@@ -69,10 +74,21 @@ AlertWatch::~AlertWatch() {
 }
 
 bool AlertWatch::eventFilter(QObject* watched, QEvent* event) {
-    const auto* box = event->type() == QEvent::Show ? qobject_cast<QMessageBox*>(watched) : nullptr;
+    auto* box = event->type() == QEvent::Show ? qobject_cast<QMessageBox*>(watched) : nullptr;
     if (box == nullptr) return false;
+    if (box->text() == expected_) {
+        expected_.clear();
+        then_();
+        QTimer::singleShot(0, box, &QMessageBox::accept);
+        return false;
+    }
     progress("The program shows an alert: " + box->text().toStdString());
     std::_Exit(EXIT_FAILURE);
+}
+
+void AlertWatch::expect(const QString& text, std::function<void()> then) {
+    expected_ = text;
+    then_ = std::move(then);
 }
 
 Program::Program() : application_(argumentCount_, arguments_) {
@@ -164,6 +180,27 @@ double Program::fuseFullSize(const fs::path& result) const {
     const double seconds = watch.seconds();
     SetSaveFilenameChooser({});
     waitForTasks();
+    return seconds;
+}
+
+double Program::fuseFolder(const fs::path& folder, int shots) {
+    Stopwatch watch;
+    SetBatchFolderChooser([&] {
+        watch = Stopwatch();
+        return std::vector<fs::path>{folder};
+    });
+    double seconds = 0;
+    alerts_.expect("Batch Complete!", [&] { seconds = watch.seconds(); });
+    BatchSettingsDialog dialog;
+    QTimer::singleShot(0, &dialog, [&dialog, shots] {
+        dialog.bracketCount()->setValue(shots);
+        dialog.autoAlignCheckBox()->setChecked(false);
+        dialog.doChooseFolderAction(&dialog);
+    });
+    dialog.init();
+    SetBatchFolderChooser({});
+    waitForTasks();
+    if (seconds == 0) throw std::runtime_error("the batch did not end");
     return seconds;
 }
 

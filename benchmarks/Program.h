@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <filesystem>
+#include <functional>
 #include <vector>
 
 #include "app/AppDelegate.h"
@@ -15,12 +16,19 @@ class SourceCellViewController;
 namespace lumaweave::bench {
 
 // Ends this process when the program shows an alert: nobody is there to answer it, and what is
-// measured after it would be something else.
+// measured after it would be something else. The one that is expected is answered.
 class AlertWatch : public QObject {
   public:
     AlertWatch();
     ~AlertWatch() override;
     bool eventFilter(QObject* watched, QEvent* event) override;
+
+    // Called instead, once, when the alert of this text is shown.
+    void expect(const QString& text, std::function<void()> then);
+
+  private:
+    QString expected_;
+    std::function<void()> then_;
 };
 
 // The whole program on the screen, as its main() makes it, and what a person does with it. All
@@ -48,6 +56,9 @@ class Program {
     void chooseSixteenBit() const;
     // Fuses full size; the time from the name of the file being known until all is done.
     [[nodiscard]] double fuseFullSize(const std::filesystem::path& result) const;
+    // Fuses a folder of brackets of so many shots; the time from the folder being known until the
+    // message that all is done.
+    [[nodiscard]] double fuseFolder(const std::filesystem::path& folder, int shots);
 
   private:
     int argumentCount_ = 1;

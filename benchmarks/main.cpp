@@ -33,11 +33,10 @@ struct Job {
 };
 
 const std::map<std::string, Job>& jobs() {
-    static const std::map<std::string, Job> all = {{"load", {runLoadJob, 7}},
-                                                   {"preview", {runPreviewJob, 11}},
-                                                   {"full", {runFullSizeJob, 5}},
-                                                   {"panorama", {runPanoramaJob, 5}},
-                                                   {"memory", {runMemoryJob, 1}}};
+    static const std::map<std::string, Job> all = {
+        {"load", {runLoadJob, 7}},         {"preview", {runPreviewJob, 11}},
+        {"full", {runFullSizeJob, 5}},     {"batch", {runBatchJob, 3}},
+        {"panorama", {runPanoramaJob, 5}}, {"memory", {runMemoryJob, 1}}};
     return all;
 }
 
