@@ -1,15 +1,17 @@
 // A person before the screen of a real program: a plug-in that Qt loads into it when the
 // environment says so. It tells on standard error what is to be seen, and does what standard input
-// tells it to, one command a line:
+// tells it to, one command a line, one after the other:
 //
-//   press TEXT    clicks the button of this text in the modal dialog
+//   press TEXT    clicks the button of this text in the modal dialog, once there is one
 //   click NAME    clicks the control of this object name
+//   choose NAME   chooses the menu item of this object name
 //   type TEXT     types into whatever has the focus
 //   close         closes the main window
 
 #include <unistd.h>
 
 #include <QAbstractButton>
+#include <QAction>
 #include <QApplication>
 #include <QEvent>
 #include <QGenericPlugin>
@@ -91,10 +93,21 @@ class Person : public QObject {
             line_ += byte;
             return;
         }
-        const QString line = QString::fromUtf8(line_);
+        commands_ << QString::fromUtf8(line_);
         line_.clear();
-        // Later, from the event loop: what the command opens may run for long.
-        QTimer::singleShot(0, this, [line] { act(line); });
+        if (commands_.size() == 1) goOn();
+    }
+
+    // Later, from the event loop that then runs: what a command opens may run for long.
+    void goOn() {
+        constexpr int pauseMilliseconds = 10;
+        QTimer::singleShot(pauseMilliseconds, this, [this] {
+            const QString line = commands_.front();
+            const bool waits = line.startsWith("press ") && modalButton(line.mid(6)) == nullptr;
+            if (!waits) commands_.pop_front();
+            if (!commands_.isEmpty()) goOn();
+            if (!waits) act(line);
+        });
     }
 
     static void act(const QString& line) {
@@ -104,6 +117,8 @@ class Person : public QObject {
             click(modalButton(what));
         } else if (command == "click") {
             click(mainWindow()->findChild<QWidget*>(what));
+        } else if (command == "choose") {
+            mainWindow()->findChild<QAction*>(what)->trigger();
         } else if (command == "type") {
             QTest::keyClicks(QApplication::focusWidget(), what);
         } else if (command == "close") {
@@ -114,6 +129,7 @@ class Person : public QObject {
     }
 
     QByteArray line_;
+    QStringList commands_;
     bool sawWindow_ = false;
 };
 

@@ -1,13 +1,14 @@
 // Takes the program through its usual use without a person: loads the given shots, waits for the
-// preview, picks a detail, opens a shot, fuses full size, looks at the result, aligns, and saves
-// the result and a picture of every window, in a light and a dark theme, large and small. For
-// looking at the program where there is no display.
+// preview, picks a detail, opens a shot, fuses full size, looks at the result, aligns, fuses a
+// folder of brackets, and saves the results and a picture of every window, in a light and a dark
+// theme, large and small. For looking at the program where there is no display.
 //
 // lumaweave-tour OUTPUT_FOLDER [--panorama PICTURE] SHOT...   (lines for people begin with "tour:
 // ")
 //
 // With a panorama it also looks around in that.
 
+#include <QAction>
 #include <QApplication>
 #include <QButtonGroup>
 #include <QDockWidget>
@@ -15,8 +16,10 @@
 #include <QFile>
 #include <QMessageBox>
 #include <QMouseEvent>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QSpinBox>
 #include <QStyleFactory>
 #include <QTimer>
 #include <cstdio>
@@ -31,6 +34,7 @@
 #include "app/ProgramRun.h"
 #include "app/Services.h"
 #include "app/SharedState.h"
+#include "batch/BatchSettings.h"
 #include "imaging/ImageDecoder.h"
 #include "panorama/MyOpenGLView.h"
 #include "panorama/VRWindow.h"
@@ -62,13 +66,17 @@ void say(const std::string& line) {
     std::_Exit(EXIT_FAILURE);
 }
 
-// An alert would wait for ever here, and is a failure of the tour.
+// An alert would wait for ever here, and is a failure of the tour; but for the one that ends a
+// batch.
 class AlertWatch : public QObject {
   public:
     bool eventFilter(QObject* watched, QEvent* event) override {
-        const auto* box =
-            event->type() == QEvent::Show ? qobject_cast<QMessageBox*>(watched) : nullptr;
-        if (box != nullptr) giveUp("an alert came: " + box->text().toStdString());
+        auto* box = event->type() == QEvent::Show ? qobject_cast<QMessageBox*>(watched) : nullptr;
+        if (box == nullptr) return false;
+        if (box->text() != "Batch Complete!") {
+            giveUp("an alert came: " + box->text().toStdString());
+        }
+        QTimer::singleShot(0, box, &QMessageBox::accept);
         return false;
     }
 };
@@ -235,6 +243,41 @@ void alignShots(MainInterface& windows) {
     say("the shots are aligned");
 }
 
+// Fuses a folder with copies of the shots, two in each set, through its menu item.
+void fuseFolder(const MainInterface& windows, const fs::path& folder,
+                const std::vector<fs::path>& shots) {
+    constexpr std::size_t shotsInSet = 2;
+    const fs::path brackets = folder / "brackets";
+    fs::create_directory(brackets);
+    const std::size_t sets = shots.size() / shotsInSet;
+    for (std::size_t i = 0; i < sets * shotsInSet; ++i)
+        fs::copy_file(shots[i], brackets / shots[i].filename());
+    SetBatchFolderChooser([brackets] { return std::vector<fs::path>{brackets}; });
+    QTimer look;
+    QObject::connect(&look, &QTimer::timeout, [&look, &folder] {
+        QWidget* dialog = QApplication::activeModalWidget();
+        if (dialog == nullptr) return;
+        if (auto* count = dialog->findChild<QSpinBox*>("bracketCount")) {
+            count->setValue(static_cast<int>(shotsInSet));
+            dialog->findChild<QPushButton*>("chooseFolderButton")->click();
+        } else if (const auto* bar = dialog->findChild<QProgressBar*>("progressBar");
+                   bar != nullptr && bar->value() > 0) {
+            saveScreenshot(*dialog, folder / "batch-running.png");
+            look.stop();
+        }
+    });
+    look.start(100);
+    windows.findChild<QAction*>("batchAction")->trigger();
+    runUntilIdle();
+    SetBatchFolderChooser({});
+    std::size_t results = 0;
+    for (const auto& entry : fs::directory_iterator(brackets / "Enfused Files")) {
+        say("fused file " + fs::absolute(entry.path()).native());
+        ++results;
+    }
+    if (results != sets) giveUp("not every bracket of the folder was fused");
+}
+
 // Drags the panorama by so many points, as the mouse would.
 void dragPanorama(MyOpenGLView& view, QPointF by) {
     const QPointF middle = view.rect().center();
@@ -292,6 +335,7 @@ int tour(const fs::path& folder, const fs::path& panorama, const std::vector<fs:
     fuseFullSize(windows, folder / "fused.tif");
     lookAtTheResult(*windows.previewWindow(), folder);
     alignShots(windows);
+    fuseFolder(windows, folder, shots);
     if (!panorama.empty()) lookAround(panorama, folder);
     return EXIT_SUCCESS;
 }

@@ -1,0 +1,133 @@
+// A batch in the program as a person starts it, with the real folder panel and the installed tools,
+// and what is left when the program is ended meanwhile.
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "imaging/ImageDecoder.h"
+#include "support/Pictures.h"
+#include "support/Program.h"
+#include "support/TestFolder.h"
+#include "support/Waiting.h"
+
+namespace lumaweave {
+
+namespace fs = std::filesystem;
+using namespace test;
+using testing::ElementsAre;
+
+class BatchProcess : public testing::Test {
+  protected:
+    BatchProcess() {
+        fs::create_directory(photos());
+        // The panel opens where it was last.
+        const fs::path settings = fs::path(std::getenv("XDG_CONFIG_HOME")) / "Lumaweave";
+        fs::create_directories(settings);
+        std::ofstream(settings / "Lumaweave.conf")
+            << "[arrangement]\nbatchFolder=" << photos().native() << "\n";
+    }
+
+    [[nodiscard]] fs::path photos() const { return folder / "photos"; }
+    [[nodiscard]] fs::path result(const std::string& name) const {
+        return photos() / "Enfused Files" / name;
+    }
+    [[nodiscard]] std::vector<std::string> results() const {
+        std::vector<std::string> names;
+        for (const auto& entry : fs::directory_iterator(photos() / "Enfused Files"))
+            names.push_back(entry.path().filename().native());
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+    void makeShots(int count) const {
+        for (int i = 1; i <= count; ++i) {
+            const fs::path shot = photos() / (std::to_string(i) + ".jpg");
+            saveImage(makeImage(120, 80, {}, sceneAt(0.3 * (1 + i % 3))), shot);
+        }
+    }
+    // A tool that would run for minutes in the place of the installed one.
+    [[nodiscard]] QProcessEnvironment environmentWithEndlessTool() const {
+        const fs::path tool =
+            folder.write("enfuse", "#!/bin/sh\necho tool started\nexec sleep 1000\n");
+        fs::permissions(tool, fs::perms::owner_all);
+        QProcessEnvironment environment = environmentWithPerson();
+        environment.insert("PATH", QString::fromStdString(folder.path().native()) + ":" +
+                                       environment.value("PATH"));
+        return environment;
+    }
+    // The settings as they are: three shots a set, no alignment.
+    static void startBatch(Program& program) {
+        ASSERT_TRUE(program.waitForOutput("person: the window is painted"));
+        program.tell("choose batchAction");
+        program.tell("press Choose Folder…");
+        program.tell("press Choose");
+    }
+
+    TestFolder folder;
+};
+
+TEST_F(BatchProcess, NineShotsBecomeThreeResults) {
+    makeShots(9);
+    Program program({}, environmentWithPerson());
+    startBatch(program);
+    ASSERT_TRUE(program.waitForOutput("person: alert \"Batch Complete!\""));
+    program.tell("press OK");
+    program.tell("close");
+    EXPECT_TRUE(program.waitForEnd());
+    EXPECT_THAT(results(), ElementsAre("Enfused - 3.tif", "Enfused - 6.tif", "Enfused - 9.tif"));
+    for (const std::string& name : results())
+        EXPECT_TRUE(isWhollyDecodable(result(name))) << name;
+}
+
+TEST_F(BatchProcess, BeingAskedToEndBringsTheEarlierResultBack) {
+    makeShots(3);
+    fs::create_directory(photos() / "Enfused Files");
+    folder.write("photos/Enfused Files/Enfused - 3.tif", "earlier");
+    Program program({}, environmentWithEndlessTool());
+    startBatch(program);
+    ASSERT_TRUE(program.waitForOutput("tool started"));
+    EXPECT_FALSE(fs::exists(result("Enfused - 3.tif")));
+    program.process().terminate();
+    EXPECT_TRUE(program.waitForEnd());
+    EXPECT_THAT(results(), ElementsAre("Enfused - 3.tif"));
+    EXPECT_EQ(readFile(result("Enfused - 3.tif")), "earlier");
+}
+
+TEST_F(BatchProcess, TheWindowCanBeClosedWhileACancelledSetIsFinished) {
+    makeShots(3);
+    Program program({}, environmentWithEndlessTool());
+    startBatch(program);
+    ASSERT_TRUE(program.waitForOutput("tool started"));
+    program.tell("press Cancel");
+    program.tell("close");
+    EXPECT_TRUE(program.waitForEnd());
+    EXPECT_TRUE(program.waitForOutput("Batch Canceled!"));
+    EXPECT_TRUE(results().empty());
+}
+
+TEST_F(BatchProcess, AKilledProgramsEarlierResultComesBackWithTheNextBatch) {
+    makeShots(3);
+    fs::create_directory(photos() / "Enfused Files");
+    saveImage(makeImage(40, 30, {}, sceneAt(1)), result("Enfused - 3.tif"));
+    const std::string earlier = readFile(result("Enfused - 3.tif"));
+    {
+        Program killed({}, environmentWithEndlessTool());
+        startBatch(killed);
+        ASSERT_TRUE(killed.waitForOutput("tool started"));
+    }
+    EXPECT_FALSE(fs::exists(result("Enfused - 3.tif")));
+    Program program({}, environmentWithEndlessTool());
+    startBatch(program);
+    ASSERT_TRUE(program.waitForOutput("tool started"));
+    program.process().terminate();
+    EXPECT_TRUE(program.waitForEnd());
+    EXPECT_THAT(results(), ElementsAre("Enfused - 3.tif"));
+    EXPECT_EQ(readFile(result("Enfused - 3.tif")), earlier);
+}
+
+}  // namespace lumaweave
