@@ -1,6 +1,12 @@
 #include "imaging/ColourProfile.h"
 
+#include <lcms2.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstring>
+#include <memory>
 
 namespace lumaweave {
 
@@ -11,6 +17,109 @@ bool isProfileOf(const char* colourSpace, const void* profile, std::size_t size)
     const auto* bytes = static_cast<const char*>(profile);
     return size >= headerSize && std::memcmp(bytes + signatureOffset, "acsp", 4) == 0 &&
            std::memcmp(bytes + colourSpaceOffset, colourSpace, 4) == 0;
+}
+
+namespace {
+
+struct ProfileCloser {
+    void operator()(void* profile) const { cmsCloseProfile(profile); }
+};
+using Profile = std::unique_ptr<void, ProfileCloser>;
+
+struct CurveCloser {
+    void operator()(cmsToneCurve* curve) const { cmsFreeToneCurve(curve); }
+};
+using Curve = std::unique_ptr<cmsToneCurve, CurveCloser>;
+
+Profile open(const QByteArray& bytes) {
+    return Profile(
+        cmsOpenProfileFromMem(bytes.constData(), static_cast<cmsUInt32Number>(bytes.size())));
+}
+
+QByteArray bytesOf(const Profile& profile) {
+    cmsUInt32Number size = 0;
+    if (!profile || cmsSaveProfileToMem(profile.get(), nullptr, &size) == 0) return {};
+    QByteArray bytes(static_cast<qsizetype>(size), '\0');
+    if (cmsSaveProfileToMem(profile.get(), bytes.data(), &size) == 0) return {};
+    return bytes;
+}
+
+Curve displayCurve() {
+    const std::array<cmsFloat64Number, 5> parameters = {2.4, 1 / 1.055, 0.055 / 1.055, 1 / 12.92,
+                                                        0.04045};
+    return Curve(cmsBuildParametricToneCurve(nullptr, 4, parameters.data()));
+}
+
+constexpr std::array<cmsTagSignature, 3> colourCurves = {cmsSigRedTRCTag, cmsSigGreenTRCTag,
+                                                         cmsSigBlueTRCTag};
+
+bool isLinear(void* profile, cmsTagSignature curve) {
+    const auto* tones = static_cast<const cmsToneCurve*>(cmsReadTag(profile, curve));
+    return tones != nullptr && cmsIsToneCurveLinear(tones) != 0;
+}
+
+}  // namespace
+
+bool isLinearProfile(const QByteArray& bytes) {
+    const Profile profile = open(bytes);
+    if (!profile) return false;
+    if (cmsGetColorSpace(profile.get()) == cmsSigGrayData) {
+        return isLinear(profile.get(), cmsSigGrayTRCTag);
+    }
+    return std::all_of(colourCurves.begin(), colourCurves.end(),
+                       [&](cmsTagSignature curve) { return isLinear(profile.get(), curve); });
+}
+
+QByteArray withDisplayTones(const QByteArray& linearProfile) {
+    const Profile profile = open(linearProfile);
+    if (!profile) return {};
+    const Curve curve = displayCurve();
+    if (cmsGetColorSpace(profile.get()) == cmsSigGrayData) {
+        return bytesOf(Profile(cmsCreateGrayProfile(cmsD50_xyY(), curve.get())));
+    }
+    if (cmsIsMatrixShaper(profile.get()) == 0) return {};
+    // A new one, with nothing else of the old: tables would contradict the curves.
+    const Profile target(cmsCreateProfilePlaceholder(nullptr));
+    cmsSetProfileVersion(target.get(), 4.3);
+    cmsSetDeviceClass(target.get(), cmsSigDisplayClass);
+    cmsSetColorSpace(target.get(), cmsSigRgbData);
+    cmsSetPCS(target.get(), cmsSigXYZData);
+    for (const cmsTagSignature colourant :
+         {cmsSigRedColorantTag, cmsSigGreenColorantTag, cmsSigBlueColorantTag,
+          cmsSigMediaWhitePointTag, cmsSigChromaticAdaptationTag, cmsSigProfileDescriptionTag,
+          cmsSigCopyrightTag}) {
+        const void* value = cmsReadTag(profile.get(), colourant);
+        if (value != nullptr) cmsWriteTag(target.get(), colourant, value);
+    }
+    for (const cmsTagSignature tones : colourCurves)
+        cmsWriteTag(target.get(), tones, curve.get());
+    return bytesOf(target);
+}
+
+QByteArray profileOfPrimaries(const Primaries& primaries) {
+    const auto isNear = [](double a, double b) { return std::abs(a - b) < 5e-4; };
+    const Primaries& s = srgbPrimaries;
+    const Primaries& p = primaries;
+    if (isNear(p.redX, s.redX) && isNear(p.redY, s.redY) && isNear(p.greenX, s.greenX) &&
+        isNear(p.greenY, s.greenY) && isNear(p.blueX, s.blueX) && isNear(p.blueY, s.blueY) &&
+        isNear(p.whiteX, s.whiteX) && isNear(p.whiteY, s.whiteY)) {
+        return {};
+    }
+    const cmsCIExyY white = {p.whiteX, p.whiteY, 1};
+    const cmsCIExyYTRIPLE colours = {
+        {p.redX, p.redY, 1}, {p.greenX, p.greenY, 1}, {p.blueX, p.blueY, 1}};
+    const Curve curve = displayCurve();
+    const std::array<cmsToneCurve*, 3> curves = {curve.get(), curve.get(), curve.get()};
+    return bytesOf(Profile(cmsCreateRGBProfile(&white, &colours, curves.data())));
+}
+
+float displayValue(float light) {
+    constexpr float brightest = 65504;
+    if (std::isnan(light)) return 0;
+    const float magnitude = std::min(std::abs(light), brightest);
+    const float value = magnitude <= 0.0031308F ? magnitude * 12.92F
+                                                : 1.055F * std::pow(magnitude, 1 / 2.4F) - 0.055F;
+    return std::copysign(value, light);
 }
 
 }  // namespace lumaweave

@@ -17,8 +17,10 @@ void startVips() {
         vips_concurrency_set(1);
         // libvips would read text, vector drawings and much else as pictures.
         vips_operation_block_set("VipsForeignLoad", TRUE);
-        for (const char* loader : {"VipsForeignLoadJpeg", "VipsForeignLoadPng",
-                                   "VipsForeignLoadTiff", "VipsForeignLoadWebp"}) {
+        for (const char* loader :
+             {"VipsForeignLoadJpeg", "VipsForeignLoadPng", "VipsForeignLoadJp2k",
+              "VipsForeignLoadJxl", "VipsForeignLoadRad", "VipsForeignLoadTiff",
+              "VipsForeignLoadWebp"}) {
             vips_operation_block_set(loader, FALSE);
         }
     });

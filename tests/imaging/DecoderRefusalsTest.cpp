@@ -154,15 +154,13 @@ TEST_F(DecoderRefusalsTest, DrawingsAndDocuments) {
 }
 
 TEST_F(DecoderRefusalsTest, PicturesThatAreNoPhotographs) {
-    const std::string gif("GIF89a\1\0\1\0\x80\0\0\0\0\0\xFF\xFF\xFF,\0\0\0\0\1\0\1\0\0\2\2D\1\0;",
-                          35);
-    expectUnreadableContent("moving.gif", gif);
-    expectUnreadableContent("moving.jpg", gif);
-    expectUnreadableContent("plain.ppm", "P6 2 1 255\nabcdef");
+    const std::string head("GIF89a\1\0\1\0\x80\0\0\0\0\0\xFF\xFF\xFF", 19);
+    const std::string frame(",\0\0\0\0\1\0\1\0\0\2\2D\1\0", 15);
+    expectUnreadableContent("moving.gif", head + frame + frame + ";");
+    expectUnreadableContent("moving.jpg", head + frame + frame + ";");
+    EXPECT_FALSE(decodeImage(folder.write("still.gif", head + frame + ";")).isNull());
     vipsImage(asymmetricPicture(8, 8)).write_to_file((folder / "own.v").c_str());
     expectUnreadable(folder / "own.v");
-    vipsImage(asymmetricPicture(8, 8)).write_to_file((folder / "light.hdr").c_str());
-    expectUnreadable(folder / "light.hdr");
 }
 
 TEST_F(DecoderRefusalsTest, APictureWithAVeryLongSide) {

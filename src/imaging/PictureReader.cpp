@@ -1,0 +1,26 @@
+#include "imaging/PictureReader.h"
+
+#include <algorithm>
+
+namespace lumaweave {
+
+bool WholePictureReader::prepare() {
+    picture_ = decode();
+    if (picture_.isNull()) return false;
+    description_ = picture_.pixels();
+    description_.bytes = nullptr;
+    description_.owner = nullptr;
+    return true;
+}
+
+PictureReader::Result WholePictureReader::readRows(int stripRows, const TakeRows& take) {
+    const Image picture = std::exchange(picture_, {});
+    const PixelData& pixels = picture.pixels();
+    for (int y = 0; y < pixels.height; y += stripRows) {
+        const int count = std::min(stripRows, pixels.height - y);
+        if (!take(pixels.row<std::byte>(y), count)) return Result::refused;
+    }
+    return Result::done;
+}
+
+}  // namespace lumaweave

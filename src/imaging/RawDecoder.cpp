@@ -1,0 +1,92 @@
+#include "imaging/RawDecoder.h"
+
+#include <libraw/libraw.h>
+
+#include <cstring>
+#include <exception>
+#include <new>
+#include <string>
+
+#include "platform/Log.h"
+
+namespace lumaweave {
+
+namespace {
+
+struct ReleaseMemoryImage {
+    void operator()(libraw_processed_image_t* image) const { LibRaw::dcraw_clear_mem(image); }
+};
+
+class RawReader : public WholePictureReader {
+  public:
+    explicit RawReader(const PictureFile& file)
+        : path_(file.path), raw_(std::make_unique<LibRaw>(LIBRAW_OPIONS_NO_DATAERR_CALLBACK)) {}
+
+    [[nodiscard]] bool open() {
+        setDevelopment();
+        if (!succeeds(raw_->open_file(path_.c_str()))) return false;
+        const libraw_image_sizes_t& sizes = raw_->imgdata.sizes;
+        const bool lies = (sizes.flip & 4) != 0;
+        description_.width = lies ? sizes.iheight : sizes.iwidth;
+        description_.height = lies ? sizes.iwidth : sizes.iheight;
+        description_.format = {3, false, SampleType::uint16};
+        return description_.width > 0 && description_.height > 0;
+    }
+
+  private:
+    void setDevelopment() {
+        libraw_output_params_t& how = raw_->imgdata.params;
+        how.use_camera_wb = 1;
+        how.use_auto_wb = 0;
+        how.output_color = 1;  // sRGB
+        how.output_bps = 16;
+        how.gamm[0] = 1 / 2.4;  // sRGB's tone curve
+        how.gamm[1] = 12.92;
+        how.no_auto_bright = 1;
+        how.bright = 1;
+        how.adjust_maximum_thr = 0;  // else the white level would follow the brightest pixel
+        how.highlight = 0;           // clipped
+        how.user_flip = -1;          // upright, as the camera says
+    }
+
+    [[nodiscard]] bool succeeds(int error) const {
+        if (error == LIBRAW_SUCCESS) return true;
+        Log(path_.native() + ": " + libraw_strerror(error));
+        return false;
+    }
+
+    [[nodiscard]] Image decode() override {
+        if (!succeeds(raw_->unpack()) || !succeeds(raw_->dcraw_process())) return {};
+        const unsigned damage = raw_->imgdata.process_warnings & LIBRAW_WARN_RAWSPEED_PROBLEM;
+        int error = LIBRAW_SUCCESS;
+        const std::unique_ptr<libraw_processed_image_t, ReleaseMemoryImage> developed(
+            raw_->dcraw_make_mem_image(&error));
+        if (!succeeds(error) || !developed || damage != 0) return {};
+        if (developed->type != LIBRAW_IMAGE_BITMAP || developed->bits != 16 ||
+            (developed->colors != 3 && developed->colors != 1)) {
+            Log(path_.native() + ": developed into an unknown form");
+            return {};
+        }
+        const PixelFormat format = {developed->colors, false, SampleType::uint16};
+        PixelBuffer buffer(developed->width, developed->height, format);
+        std::memcpy(buffer.row<std::byte>(0), developed->data, buffer.description().byteCount());
+        return std::move(buffer).finish();
+    }
+
+    std::filesystem::path path_;
+    std::unique_ptr<LibRaw> raw_;  // large: not for the stack
+};
+
+}  // namespace
+
+OpenedPicture openRaw(const PictureFile& file) {
+    try {
+        auto reader = std::make_unique<RawReader>(file);
+        return reader->open() ? std::move(reader) : nullptr;
+    } catch (const std::exception& error) {
+        Log(file.path.native() + ": " + error.what());
+        return nullptr;
+    }
+}
+
+}  // namespace lumaweave

@@ -1,0 +1,319 @@
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "imaging/ColourProfile.h"
+#include "imaging/PictureReader.h"
+#include "imaging/VipsLibrary.h"
+#include "platform/FileDescriptor.h"
+#include "platform/Log.h"
+
+// Pictures that libvips reads: JPEG, PNG, TIFF, WebP, JPEG 2000, JPEG XL and Radiance.
+
+namespace lumaweave {
+
+using vips::VImage;
+
+namespace {
+
+VImage openPixels(const FileDescriptor& file, PhotoFormat format, std::vector<char>& fileBytes) {
+    vips::VOption* options =
+        VImage::option()->set("access", VIPS_ACCESS_SEQUENTIAL)->set("fail_on", VIPS_FAIL_ON_ERROR);
+    if (format == PhotoFormat::webp) {
+        // libvips would map a WebP file, and a file that shrinks under its map ends the program.
+        fileBytes.resize(file.size());
+        if (!file.readAt(0, fileBytes.data(), fileBytes.size())) fileBytes.clear();
+        return VImage::new_from_buffer(fileBytes.data(), fileBytes.size(), "", options);
+    }
+    const VImage image =
+        VImage::new_from_source(vips::VSource::new_from_descriptor(file.number()), "", options);
+    return image.coding() == VIPS_CODING_RAD ? image.rad2float() : image;
+}
+
+bool hasProfile(const VImage& image) {
+    return image.get_typeof(VIPS_META_ICC_NAME) != 0;
+}
+
+bool hasProfileOf(const char* colourSpace, const VImage& image) {
+    if (!hasProfile(image)) return false;
+    std::size_t size = 0;
+    const void* bytes = image.get_blob(VIPS_META_ICC_NAME, &size);
+    return isProfileOf(colourSpace, bytes, size);
+}
+
+bool isRgbOrGrey(VipsInterpretation interpretation) {
+    switch (interpretation) {
+        case VIPS_INTERPRETATION_B_W:
+        case VIPS_INTERPRETATION_GREY16:
+        case VIPS_INTERPRETATION_RGB:
+        case VIPS_INTERPRETATION_sRGB:
+        case VIPS_INTERPRETATION_RGB16:
+        case VIPS_INTERPRETATION_scRGB:
+        case VIPS_INTERPRETATION_MULTIBAND:
+            return true;
+        default:
+            return false;
+    }
+}
+
+VImage cmykToRgb(const VImage& image) {
+    constexpr int inks = 4;
+    const bool isByte = image.format() == VIPS_FORMAT_UCHAR;
+    const VImage rgb = image.extract_band(0, VImage::option()->set("n", inks))
+                           .icc_transform("srgb", VImage::option()
+                                                      ->set("embedded", hasProfileOf("CMYK", image))
+                                                      ->set("input_profile", "cmyk")
+                                                      ->set("depth", isByte ? 8 : 16));
+    return image.bands() > inks ? rgb.bandjoin(image.extract_band(inks)) : rgb;
+}
+
+// Lab is relative to the white of profiles, so that no profile of its own is needed.
+VImage labToRgb(const VImage& image) {
+    const bool isByte = image.coding() == VIPS_CODING_LABQ;
+    const VImage lab = isByte                                               ? image.LabQ2Lab()
+                       : image.interpretation() == VIPS_INTERPRETATION_LABS ? image.LabS2Lab()
+                                                                            : image;
+    return lab.extract_band(0, VImage::option()->set("n", 3))
+        .icc_export(VImage::option()
+                        ->set("output_profile", "srgb")
+                        ->set("intent", VIPS_INTENT_RELATIVE)
+                        ->set("depth", isByte ? 8 : 16));
+}
+
+// Colour spaces that the fusion tool does not take become sRGB, which is what shots without a
+// profile have: a bracket mixes well with it, and its files are understood everywhere.
+VImage toRgbOrGrey(const VImage& image) {
+    if (image.coding() == VIPS_CODING_LABQ) return labToRgb(image);
+    switch (image.interpretation()) {
+        case VIPS_INTERPRETATION_CMYK:
+            return cmykToRgb(image);
+        case VIPS_INTERPRETATION_LAB:
+        case VIPS_INTERPRETATION_LABS:
+            return labToRgb(image);
+        default:
+            break;
+    }
+    if (isRgbOrGrey(image.interpretation())) return image;
+    VImage rgb = image.colourspace(VIPS_INTERPRETATION_sRGB).copy();
+    rgb.remove(VIPS_META_ICC_NAME);
+    return rgb;
+}
+
+// 8 and 16-bit integers and floats stay; other depths go to the next one of these that holds them.
+VImage toKnownDepth(const VImage& image, SampleType* type) {
+    switch (image.format()) {
+        case VIPS_FORMAT_UCHAR:
+        case VIPS_FORMAT_CHAR:
+            *type = SampleType::uint8;
+            return image.cast(VIPS_FORMAT_UCHAR);
+        case VIPS_FORMAT_USHORT:
+        case VIPS_FORMAT_SHORT:
+            *type = SampleType::uint16;
+            return image.cast(VIPS_FORMAT_USHORT);
+        case VIPS_FORMAT_UINT:
+        case VIPS_FORMAT_INT:
+            *type = SampleType::uint16;
+            return image.cast(VIPS_FORMAT_UINT)
+                .linear(65535.0 / 4294967295.0, 0.5)
+                .cast(VIPS_FORMAT_USHORT);
+        default:
+            *type = SampleType::float32;
+            return image.cast(VIPS_FORMAT_FLOAT);
+    }
+}
+
+// The profile, where it speaks of pictures of this kind.
+QByteArray usableProfile(const VImage& image, int colours) {
+    if (!hasProfile(image)) return {};
+    if (!hasProfileOf(profileColourSpace(colours), image)) {
+        Log("Colour profile of another kind of picture passed over");
+        return {};
+    }
+    std::size_t size = 0;
+    const auto* bytes = static_cast<const char*>(image.get_blob(VIPS_META_ICC_NAME, &size));
+    return {bytes, static_cast<qsizetype>(size)};
+}
+
+// The bits of a JPEG 2000 file's first component; 0 when they cannot be told.
+int jpeg2000Bits(const FileDescriptor& file) {
+    constexpr std::string_view start("\xFF\x4F\xFF\x51", 4);
+    constexpr std::size_t bitsOffset = 42;  // behind the sizes of picture and tiles
+    std::vector<char> head(std::min<std::uint64_t>(file.size(), 1 << 20));
+    if (!file.readAt(0, head.data(), head.size())) return 0;
+    const std::string_view bytes(head.data(), head.size());
+    const std::size_t at = bytes.find(start);
+    if (at == std::string_view::npos || at + bitsOffset >= bytes.size()) return 0;
+    return (static_cast<unsigned char>(bytes[at + bitsOffset]) & 0x7F) + 1;
+}
+
+// How the rows of a Radiance file lie, as EXIF counts it: the line behind the header says which
+// axis comes first, and which way each goes.
+int radianceOrientation(const FileDescriptor& file) {
+    std::vector<char> head(std::min<std::uint64_t>(file.size(), 1 << 16));
+    if (!file.readAt(0, head.data(), head.size())) return 1;
+    const std::string_view bytes(head.data(), head.size());
+    const std::size_t headerEnd = bytes.find("\n\n");
+    if (headerEnd == std::string_view::npos) return 1;
+    const std::string_view line = bytes.substr(headerEnd + 2, 40);
+    const std::size_t second = line.find_first_of("+-", 1);
+    if (second == std::string_view::npos || second + 1 >= line.size()) return 1;
+    const std::string axes = {line[0], line[1], line[second], line[second + 1]};
+    constexpr std::array<std::string_view, 8> known = {"-Y+X", "-Y-X", "+Y-X", "+Y+X",
+                                                       "+X-Y", "-X-Y", "-X+Y", "+X+Y"};
+    const auto* found = std::find(known.begin(), known.end(), axes);
+    return found == known.end() ? 1 : static_cast<int>(found - known.begin()) + 1;
+}
+
+// What is done to samples that libvips gives otherwise than pictures here hold them.
+struct SampleChange {
+    bool isLinear = false;  // light instead of display values
+    unsigned highest = 0;   // what stands for white, where that is not the type's own highest
+    bool alphaUpTo255 = false;
+};
+
+template <typename Sample>
+void stretch(Sample* samples, std::size_t count, unsigned highest) {
+    constexpr unsigned full = fullValue<Sample>();
+    for (std::size_t i = 0; i < count; ++i) {
+        const unsigned value = std::min<unsigned>(samples[i], highest);
+        samples[i] = static_cast<Sample>((std::uint64_t{value} * full + highest / 2) / highest);
+    }
+}
+
+void changeFloats(float* samples, std::size_t pixels, const PixelFormat& format,
+                  const SampleChange& change) {
+    for (std::size_t i = 0; i < pixels; ++i) {
+        for (int s = 0; s < format.colours && change.isLinear; ++s)
+            samples[s] = displayValue(samples[s]);
+        if (format.alpha && change.alphaUpTo255) samples[format.colours] /= 255.0F;
+        samples += format.samples();
+    }
+}
+
+class VipsReader : public PictureReader {
+  public:
+    VipsReader(const PictureFile& file, PhotoFormat format) : path_(file.path) {
+        const VImage opened = openPixels(file.descriptor, format, fileBytes_);
+        description_.width = opened.width();
+        description_.height = opened.height();
+        description_.pixelsPerMillimetre = opened.xres();
+        // Its library has turned it.
+        if (format != PhotoFormat::jpegXl) {
+            orientation_ = vips_image_get_orientation(opened.get_image());
+        }
+        if (format == PhotoFormat::radiance) orientation_ = radianceOrientation(file.descriptor);
+        describe(toRgbOrGrey(opened));
+        noteChanges(file, format);
+    }
+
+    [[nodiscard]] Result readRows(int stripRows, const TakeRows& take) override;
+
+  private:
+    void describe(VImage image) {
+        PixelFormat& format = description_.format;
+        format.colours = image.bands() >= 3 ? 3 : 1;
+        format.alpha = image.bands() > format.colours;
+        description_.colourProfile = usableProfile(image, format.colours);
+        if (image.bands() > format.samples()) {
+            image = image.extract_band(0, VImage::option()->set("n", format.samples()));
+        }
+        pixels_ = toKnownDepth(image, &format.type);
+    }
+
+    void noteChanges(const PictureFile& file, PhotoFormat format) {
+        const bool isFloat = description_.format.type == SampleType::float32;
+        if (format == PhotoFormat::jpeg2000 && !isFloat) {
+            // Its samples come shifted up to the top of 8 or 16 bits.
+            const int bits = jpeg2000Bits(file.descriptor);
+            const int room = description_.format.bytesPerSample() * 8;
+            if (bits > 0 && bits < room) change_.highest = ((1U << bits) - 1U) << (room - bits);
+        }
+        QByteArray& profile = description_.colourProfile;
+        if (format == PhotoFormat::radiance) change_.isLinear = true;
+        if (format == PhotoFormat::jpegXl && isFloat) {
+            change_.alphaUpTo255 = false;
+            change_.isLinear = isLinearProfile(profile);
+        }
+        if (change_.isLinear && !profile.isEmpty()) profile = withDisplayTones(profile);
+    }
+
+    [[nodiscard]] bool changesSamples() const {
+        return change_.isLinear || change_.highest != 0 || change_.alphaUpTo255;
+    }
+    void changeSamples(std::byte* rows, std::size_t pixels) const;
+
+    std::filesystem::path path_;
+    std::vector<char> fileBytes_;  // what the picture reads from, where that is memory
+    VImage pixels_;
+    SampleChange change_;
+};
+
+void VipsReader::changeSamples(std::byte* rows, std::size_t pixels) const {
+    const PixelFormat& format = description_.format;
+    const std::size_t count = pixels * static_cast<std::size_t>(format.samples());
+    switch (format.type) {
+        case SampleType::uint8:
+            stretch(reinterpret_cast<unsigned char*>(rows), count, change_.highest);
+            break;
+        case SampleType::uint16:
+            stretch(reinterpret_cast<unsigned short*>(rows), count, change_.highest);
+            break;
+        case SampleType::float32:
+            changeFloats(reinterpret_cast<float*>(rows), pixels, format, change_);
+            break;
+    }
+}
+
+PictureReader::Result VipsReader::readRows(int stripRows, const TakeRows& take) {
+    vips_error_clear();
+    const std::size_t rowBytes = description_.bytesPerRow();
+    VipsRegion* region = vips_region_new(pixels_.get_image());
+    std::vector<std::byte> packed;
+    Result result = Result::done;
+    for (int y = 0; y < pixels_.height() && result == Result::done; y += stripRows) {
+        const VipsRect area = {0, y, pixels_.width(), std::min(stripRows, pixels_.height() - y)};
+        if (vips_region_prepare(region, &area) != 0) {
+            Log(path_.native() + ": " + vips_error_buffer());
+            vips_error_clear();
+            result = Result::unreadable;
+            break;
+        }
+        const void* rows = VIPS_REGION_ADDR(region, 0, y);
+        const bool hasGaps = static_cast<std::size_t>(VIPS_REGION_LSKIP(region)) != rowBytes;
+        if (hasGaps || changesSamples()) {
+            packed.resize(rowBytes * static_cast<std::size_t>(area.height));
+            for (int i = 0; i < area.height; ++i) {
+                std::memcpy(packed.data() + rowBytes * static_cast<std::size_t>(i),
+                            VIPS_REGION_ADDR(region, 0, y + i), rowBytes);
+            }
+            if (changesSamples()) {
+                changeSamples(packed.data(), static_cast<std::size_t>(area.width) *
+                                                 static_cast<std::size_t>(area.height));
+            }
+            rows = packed.data();
+        }
+        if (!take(rows, area.height)) result = Result::refused;
+    }
+    g_object_unref(region);
+    return result;
+}
+
+}  // namespace
+
+OpenedPicture openWithVips(const PictureFile& file, PhotoFormat format) {
+    startVips();
+    vips_error_clear();
+    try {
+        return std::make_unique<VipsReader>(file, format);
+    } catch (const vips::VError& error) {
+        Log(file.path.native() + ": " + error.what());
+        vips_error_clear();
+        return nullptr;
+    }
+}
+
+}  // namespace lumaweave
