@@ -9,7 +9,8 @@ build_packages=(
 program_packages=(enfuse hugin-tools libqt6svg6 qt6-wayland xdg-utils)
 display_packages=(xvfb xauth libgl1-mesa-dri fonts-dejavu-core)
 test_packages=(
-    libgtest-dev libgmock-dev libglu1-mesa-dev libtiff-tools libimage-exiftool-perl locales
+    libgtest-dev libgmock-dev libglu1-mesa-dev libjxl-dev libopenjp2-7-dev libavif-bin
+    libtiff-tools libimage-exiftool-perl locales
 )
 bench_packages=(libbenchmark-dev libvips-tools)
 

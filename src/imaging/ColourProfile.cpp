@@ -58,7 +58,44 @@ bool isLinear(void* profile, cmsTagSignature curve) {
     return tones != nullptr && cmsIsToneCurveLinear(tones) != 0;
 }
 
+bool isSrgbCurve(void* profile, cmsTagSignature curve) {
+    const auto* tones = static_cast<const cmsToneCurve*>(cmsReadTag(profile, curve));
+    const Curve expected = displayCurve();
+    for (int i = 0; i <= 16 && tones != nullptr; ++i) {
+        const float value = static_cast<float>(i) / 16;
+        if (std::abs(cmsEvalToneCurveFloat(tones, value) -
+                     cmsEvalToneCurveFloat(expected.get(), value)) > 1e-3F) {
+            return false;
+        }
+    }
+    return tones != nullptr;
+}
+
+bool isSameColour(void* a, void* b, cmsTagSignature tag) {
+    const auto* left = static_cast<const cmsCIEXYZ*>(cmsReadTag(a, tag));
+    const auto* right = static_cast<const cmsCIEXYZ*>(cmsReadTag(b, tag));
+    constexpr double tolerance = 1e-3;
+    return left != nullptr && right != nullptr && std::abs(left->X - right->X) < tolerance &&
+           std::abs(left->Y - right->Y) < tolerance && std::abs(left->Z - right->Z) < tolerance;
+}
+
 }  // namespace
+
+bool isSrgbProfile(const QByteArray& bytes) {
+    const Profile profile = open(bytes);
+    if (!profile) return false;
+    if (cmsGetColorSpace(profile.get()) == cmsSigGrayData) {
+        return isSrgbCurve(profile.get(), cmsSigGrayTRCTag);
+    }
+    if (cmsIsMatrixShaper(profile.get()) == 0) return false;
+    const Profile srgb(cmsCreate_sRGBProfile());
+    for (const cmsTagSignature colour :
+         {cmsSigRedColorantTag, cmsSigGreenColorantTag, cmsSigBlueColorantTag}) {
+        if (!isSameColour(profile.get(), srgb.get(), colour)) return false;
+    }
+    return std::all_of(colourCurves.begin(), colourCurves.end(),
+                       [&](cmsTagSignature curve) { return isSrgbCurve(profile.get(), curve); });
+}
 
 bool isLinearProfile(const QByteArray& bytes) {
     const Profile profile = open(bytes);

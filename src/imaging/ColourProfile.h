@@ -20,6 +20,9 @@ namespace lumaweave {
 // Whether the profile (of RGB or grey) says that values are proportional to light.
 [[nodiscard]] bool isLinearProfile(const QByteArray& profile);
 
+// Whether the profile says nothing but sRGB, or grey with sRGB's tone curve: it could be left out.
+[[nodiscard]] bool isSrgbProfile(const QByteArray& profile);
+
 // The same colours with the tone curve of sRGB, for values that displayValue made. Empty when the
 // profile is not built of primaries and curves.
 [[nodiscard]] QByteArray withDisplayTones(const QByteArray& linearProfile);

@@ -138,24 +138,53 @@ QByteArray usableProfile(const VImage& image, int colours) {
     return {bytes, static_cast<qsizetype>(size)};
 }
 
-// The bits of a JPEG 2000 file's first component; 0 when they cannot be told.
-int jpeg2000Bits(const FileDescriptor& file) {
-    constexpr std::string_view start("\xFF\x4F\xFF\x51", 4);
+// The beginning of a file, where its header is.
+std::string headOf(const FileDescriptor& file) {
+    constexpr std::uint64_t enough = 1 << 20;
+    std::string head(std::min(file.size(), enough), '\0');
+    if (!file.readAt(0, head.data(), head.size())) head.clear();
+    return head;
+}
+
+std::uint32_t bigEndianAt(std::string_view bytes, std::size_t at) {
+    std::uint32_t value = 0;
+    for (std::size_t i = 0; i < 4; ++i)
+        value = value << 8U | static_cast<unsigned char>(bytes[at + i]);
+    return value;
+}
+
+// What libvips does not tell of a JPEG 2000 file.
+struct Jpeg2000Facts {
+    int bits = 0;  // of the first component; 0 when they cannot be told
+    QByteArray profile;
+};
+
+Jpeg2000Facts jpeg2000Facts(const FileDescriptor& file) {
+    using namespace std::string_view_literals;
+    const std::string head = headOf(file);
+    const std::string_view bytes = head;
+    Jpeg2000Facts facts;
     constexpr std::size_t bitsOffset = 42;  // behind the sizes of picture and tiles
-    std::vector<char> head(std::min<std::uint64_t>(file.size(), 1 << 20));
-    if (!file.readAt(0, head.data(), head.size())) return 0;
-    const std::string_view bytes(head.data(), head.size());
-    const std::size_t at = bytes.find(start);
-    if (at == std::string_view::npos || at + bitsOffset >= bytes.size()) return 0;
-    return (static_cast<unsigned char>(bytes[at + bitsOffset]) & 0x7F) + 1;
+    const std::size_t codestream = bytes.find("\xFF\x4F\xFF\x51"sv);
+    if (codestream != std::string_view::npos && codestream + bitsOffset < bytes.size()) {
+        facts.bits = (static_cast<unsigned char>(bytes[codestream + bitsOffset]) & 0x7F) + 1;
+    }
+    // The box of colours with a profile in it: its length, its name, a 2, two bytes, the profile.
+    constexpr std::size_t boxHead = 11;
+    const std::size_t name = bytes.substr(0, codestream).find("colr\2"sv);
+    if (name == std::string_view::npos || name < 4) return facts;
+    const std::size_t length = bigEndianAt(bytes, name - 4);
+    if (length <= boxHead || length > bytes.size() - (name - 4)) return facts;
+    const std::string_view profile = bytes.substr(name - 4 + boxHead, length - boxHead);
+    facts.profile = QByteArray(profile.data(), static_cast<qsizetype>(profile.size()));
+    return facts;
 }
 
 // How the rows of a Radiance file lie, as EXIF counts it: the line behind the header says which
 // axis comes first, and which way each goes.
 int radianceOrientation(const FileDescriptor& file) {
-    std::vector<char> head(std::min<std::uint64_t>(file.size(), 1 << 16));
-    if (!file.readAt(0, head.data(), head.size())) return 1;
-    const std::string_view bytes(head.data(), head.size());
+    const std::string head = headOf(file);
+    const std::string_view bytes = head;
     const std::size_t headerEnd = bytes.find("\n\n");
     if (headerEnd == std::string_view::npos) return 1;
     const std::string_view line = bytes.substr(headerEnd + 2, 40);
@@ -228,17 +257,26 @@ class VipsReader : public PictureReader {
         const bool isFloat = description_.format.type == SampleType::float32;
         if (format == PhotoFormat::jpeg2000 && !isFloat) {
             // Its samples come shifted up to the top of 8 or 16 bits.
-            const int bits = jpeg2000Bits(file.descriptor);
+            const Jpeg2000Facts facts = jpeg2000Facts(file.descriptor);
             const int room = description_.format.bytesPerSample() * 8;
-            if (bits > 0 && bits < room) change_.highest = ((1U << bits) - 1U) << (room - bits);
+            if (facts.bits > 0 && facts.bits < room) {
+                change_.highest = ((1U << facts.bits) - 1U) << (room - facts.bits);
+            }
+            if (isProfileOf(profileColourSpace(description_.format.colours),
+                            facts.profile.constData(),
+                            static_cast<std::size_t>(facts.profile.size()))) {
+                description_.colourProfile = facts.profile;
+            }
         }
         QByteArray& profile = description_.colourProfile;
+        // Its library makes one for files that have none.
+        if (format == PhotoFormat::jpegXl && isSrgbProfile(profile)) profile.clear();
         if (format == PhotoFormat::radiance) change_.isLinear = true;
         if (format == PhotoFormat::jpegXl && isFloat) {
-            change_.alphaUpTo255 = false;
             change_.isLinear = isLinearProfile(profile);
         }
         if (change_.isLinear && !profile.isEmpty()) profile = withDisplayTones(profile);
+        if (change_.isLinear && isSrgbProfile(profile)) profile.clear();
     }
 
     [[nodiscard]] bool changesSamples() const {
