@@ -14,14 +14,6 @@ namespace {
 
 constexpr std::uint32_t mosaicPhotometric = 32803;
 
-// libtiff does not know these two by itself.
-void addMosaicTags(TIFF* tiff) {
-    static const TIFFFieldInfo tags[] = {
-        {33421, 2, 2, TIFF_SHORT, FIELD_CUSTOM, 1, 0, const_cast<char*>("CFARepeatPatternDim")},
-        {33422, 4, 4, TIFF_BYTE, FIELD_CUSTOM, 1, 0, const_cast<char*>("CFAPattern")}};
-    TIFFMergeFieldInfo(tiff, tags, 2);
-}
-
 void describeCamera(TIFF* tiff, const DngShape& shape) {
     const unsigned char version[] = {1, 4, 0, 0};
     const unsigned char oldest[] = {1, 1, 0, 0};
@@ -65,13 +57,12 @@ void writeSmallPicture(TIFF* tiff) {
 
 void writeMosaic(TIFF* tiff, int width, int height,
                  const std::function<double(int x, int y, int colour)>& light) {
-    addMosaicTags(tiff);
     TIFFSetField(tiff, TIFFTAG_SUBFILETYPE, 0);
     setSize(tiff, width, height, 1, 16, mosaicPhotometric);
     const std::uint16_t dimensions[] = {2, 2};
     const unsigned char pattern[] = {0, 1, 1, 2};
-    TIFFSetField(tiff, 33421, dimensions);
-    TIFFSetField(tiff, 33422, pattern);
+    TIFFSetField(tiff, TIFFTAG_CFAREPEATPATTERNDIM, dimensions);
+    TIFFSetField(tiff, TIFFTAG_CFAPATTERN, 4, pattern);
     const float black[] = {dngBlack};
     const std::uint32_t white[] = {dngWhite};
     TIFFSetField(tiff, TIFFTAG_BLACKLEVEL, 1, black);
