@@ -9,9 +9,11 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "app/Services.h"
 #include "app/SharedState.h"
+#include "fusion/AlikeInputs.h"
 #include "fusion/EnfuseCommand.h"
 #include "fusion/EnfuseSettingsWindow.h"
 #include "fusion/ExifCarryOver.h"
@@ -63,20 +65,42 @@ std::optional<int> appendInputs(std::string& command, const InputOfCell& inputOf
     return inputs;
 }
 
+// What the runs' inputs are, for making them alike.
+std::vector<RunInput> runInputs(const InputOfCell& inputOfCell) {
+    std::vector<RunInput> inputs;
+    for (const SourceCellViewController* cell : gSourceCells) {
+        const fs::path file = inputOfCell(*cell);
+        if (!file.empty()) inputs.push_back({file, cell->theImage()});
+    }
+    return inputs;
+}
+
+struct RunLine {
+    std::string text;
+    SampleType type;  // of the result's samples
+};
+
 // The whole command line of a run; none when there is nothing to run or it cannot be run, which the
 // person has then been told.
-std::optional<std::string> commandLine(const fs::path& output, const InputOfCell& inputOfCell) {
+std::optional<RunLine> commandLine(const fs::path& output, const InputOfCell& inputOfCell) {
     auto command = CreateEnfuseCommandString(output);
     if (!command) return std::nullopt;
+    const SampleType type = requestedType(*command);
     const auto inputs = appendInputs(*command, inputOfCell);
     if (!inputs) AlertCommandLineTooLong();
     if (inputs.value_or(0) < 2) return std::nullopt;
-    return command;
+    return RunLine{*command, type};
 }
 
-void echoAndRun(const std::string& command) {
-    PrintLine(FormatWithoutArguments(command));
-    RunShellLine(command);
+void echoAndRun(const RunLine& line, const fs::path& output, const InputOfCell& inputOfCell) {
+    const SampleType inputs = makeAlike(runInputs(inputOfCell));
+    PrintLine(FormatWithoutArguments(line.text));
+    if (inputs != SampleType::float32 || line.type == SampleType::float32) {
+        RunShellLine(line.text);
+        return;
+    }
+    RunShellLine(inFloats(line.text));
+    turnInto(line.type, output);
 }
 
 // Removes the last run's result, so that this run's failure is seen as one.
@@ -137,7 +161,7 @@ void EnfusePreview() {
     if (!command) return;
     const Gate gate(gEnfusingPreview);
     removeOldResult(output);
-    echoAndRun(*command);
+    echoAndRun(*command, output, previewInput);
 }
 
 void EnfuseDetailView() {
@@ -148,7 +172,7 @@ void EnfuseDetailView() {
     {
         const DetailFilesLock lock;
         removeOldResult(output);
-        echoAndRun(*command);
+        echoAndRun(*command, output, detailInput);
         fused = decodeImage(output).toScreen();
     }
     if (fused.isNull()) return;
@@ -182,7 +206,7 @@ void EnfuseFullRez() {
     const auto command = commandLine(output, fullSizeInput);
     if (command) {
         const Gate gate(gEnfusingFull);
-        echoAndRun(*command);
+        echoAndRun(*command, output, fullSizeInput);
     }
     // Read after the run, unlike the fusion's own settings: it concerns what comes then.
     bool preserveEXIF = false;

@@ -111,9 +111,7 @@ QByteArray withDisplayTones(const QByteArray& linearProfile) {
     const Profile profile = open(linearProfile);
     if (!profile) return {};
     const Curve curve = displayCurve();
-    if (cmsGetColorSpace(profile.get()) == cmsSigGrayData) {
-        return bytesOf(Profile(cmsCreateGrayProfile(cmsD50_xyY(), curve.get())));
-    }
+    if (cmsGetColorSpace(profile.get()) == cmsSigGrayData) return srgbGreyProfile();
     if (cmsIsMatrixShaper(profile.get()) == 0) return {};
     // A new one, with nothing else of the old: tables would contradict the curves.
     const Profile target(cmsCreateProfilePlaceholder(nullptr));
@@ -148,6 +146,10 @@ QByteArray profileOfPrimaries(const Primaries& primaries) {
     const Curve curve = displayCurve();
     const std::array<cmsToneCurve*, 3> curves = {curve.get(), curve.get(), curve.get()};
     return bytesOf(Profile(cmsCreateRGBProfile(&white, &colours, curves.data())));
+}
+
+QByteArray srgbGreyProfile() {
+    return bytesOf(Profile(cmsCreateGrayProfile(cmsD50_xyY(), displayCurve().get())));
 }
 
 float displayValue(float light) {

@@ -41,6 +41,9 @@ inline constexpr Primaries bt2020Primaries = {0.708, 0.292, 0.170,  0.797,
 // sRGB's own, and for what is no RGB space.
 [[nodiscard]] QByteArray profileOfPrimaries(const Primaries& primaries);
 
+// Grey with the tone curve of sRGB.
+[[nodiscard]] QByteArray srgbGreyProfile();
+
 // The display value (0 black, 1 white) of linear light, by the curve of sRGB, which goes on above
 // white, and below black as its mirror image: nothing is lost. What is not a number becomes black,
 // and infinite light the brightest that half floats hold.

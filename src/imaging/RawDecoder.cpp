@@ -20,7 +20,11 @@ struct ReleaseMemoryImage {
 class RawReader : public WholePictureReader {
   public:
     explicit RawReader(const PictureFile& file)
-        : path_(file.path), raw_(std::make_unique<LibRaw>(LIBRAW_OPIONS_NO_DATAERR_CALLBACK)) {}
+        : path_(file.path), raw_(std::make_unique<LibRaw>(LIBRAW_OPIONS_NO_DATAERR_CALLBACK)) {
+        raw_->set_dataerror_handler(
+            [](void* damaged, const char*, int) { *static_cast<bool*>(damaged) = true; },
+            &damaged_);
+    }
 
     [[nodiscard]] bool open() {
         setDevelopment();
@@ -57,11 +61,14 @@ class RawReader : public WholePictureReader {
 
     [[nodiscard]] Image decode() override {
         if (!succeeds(raw_->unpack()) || !succeeds(raw_->dcraw_process())) return {};
-        const unsigned damage = raw_->imgdata.process_warnings & LIBRAW_WARN_RAWSPEED_PROBLEM;
         int error = LIBRAW_SUCCESS;
         const std::unique_ptr<libraw_processed_image_t, ReleaseMemoryImage> developed(
             raw_->dcraw_make_mem_image(&error));
-        if (!succeeds(error) || !developed || damage != 0) return {};
+        if (!succeeds(error) || !developed) return {};
+        if (damaged_) {
+            Log(path_.native() + ": damaged");
+            return {};
+        }
         if (developed->type != LIBRAW_IMAGE_BITMAP || developed->bits != 16 ||
             (developed->colors != 3 && developed->colors != 1)) {
             Log(path_.native() + ": developed into an unknown form");
@@ -74,6 +81,7 @@ class RawReader : public WholePictureReader {
     }
 
     std::filesystem::path path_;
+    bool damaged_ = false;
     std::unique_ptr<LibRaw> raw_;  // large: not for the stack
 };
 
