@@ -17,6 +17,13 @@ namespace {
 
 std::mutex folderMutex;
 fs::path folderOverride;
+fs::path helperFolderOverride;
+
+// The folder above "bin".
+fs::path prefix() {
+    std::error_code error;
+    return fs::read_symlink("/proc/self/exe", error).parent_path().parent_path();
+}
 
 bool isExecutableFile(const fs::path& path) {
     std::error_code error;
@@ -39,9 +46,7 @@ fs::path resourceFolder() {
         const std::lock_guard lock(folderMutex);
         if (!folderOverride.empty()) return folderOverride;
     }
-    std::error_code error;
-    const fs::path program = fs::read_symlink("/proc/self/exe", error);
-    return program.parent_path().parent_path() / "share" / "lumaweave";
+    return prefix() / "share" / "lumaweave";
 }
 
 void setResourceFolder(const fs::path& folder) {
@@ -64,6 +69,23 @@ std::optional<fs::path> pathForTool(std::string_view adapter, std::string_view i
     if (!path || !isExecutableFile(*path) || !isOnPath(installedTool)) return std::nullopt;
     if (ShellActiveCharacter(path->native()) != '\0') return std::nullopt;
     return path;
+}
+
+std::optional<fs::path> pathForHelper(std::string_view name) {
+    fs::path folder;
+    {
+        const std::lock_guard lock(folderMutex);
+        folder = helperFolderOverride;
+    }
+    if (folder.empty()) folder = prefix() / "libexec" / "lumaweave";
+    fs::path path = folder / name;
+    if (!isExecutableFile(path)) return std::nullopt;
+    return path;
+}
+
+void setHelperFolder(const fs::path& folder) {
+    const std::lock_guard lock(folderMutex);
+    helperFolderOverride = folder;
 }
 
 }  // namespace lumaweave

@@ -23,4 +23,9 @@ void setResourceFolder(const std::filesystem::path& folder);
 [[nodiscard]] std::optional<std::filesystem::path> pathForTool(std::string_view adapter,
                                                                std::string_view installedTool);
 
+// A helper program that is part of this one: <prefix>/libexec/lumaweave beside <prefix>/bin. None
+// when it is not there. setHelperFolder (empty: back to that place) only before others call.
+[[nodiscard]] std::optional<std::filesystem::path> pathForHelper(std::string_view name);
+void setHelperFolder(const std::filesystem::path& folder);
+
 }  // namespace lumaweave
