@@ -1,4 +1,4 @@
-#include "imaging/Metadata.h"
+#include "imaging/CarriedRecords.h"
 
 #include <algorithm>
 #include <exiv2/exiv2.hpp>
@@ -12,8 +12,6 @@
 namespace lumaweave {
 
 namespace fs = std::filesystem;
-
-struct Metadata::Records : ExivRecords {};
 
 namespace {
 
@@ -273,8 +271,7 @@ Exiv2::ExifData withSpaceInFront(const Exiv2::ExifData& exif, std::size_t byteCo
     return spaced;
 }
 
-std::vector<std::byte> encode(const Metadata::Records& records, bool bigEndian,
-                              std::size_t firstByte) {
+std::vector<std::byte> encode(const ExivRecords& records, bool bigEndian, std::size_t firstByte) {
     Exiv2::MemIo io;
     const Exiv2::ByteOrder order = bigEndian ? Exiv2::bigEndian : Exiv2::littleEndian;
     Exiv2::TiffParser::encode(io, nullptr, 0, order, withSpaceInFront(records.exif, firstByte),
@@ -288,30 +285,27 @@ std::vector<std::byte> encode(const Metadata::Records& records, bool bigEndian,
 
 }  // namespace
 
-Metadata::Metadata(std::unique_ptr<const Records> records) : records_(std::move(records)) {}
-Metadata::~Metadata() = default;
-
-std::string Metadata::description() const {
+std::string descriptionOf(const ExivRecords& records) {
     std::string text = "{";
     try {
-        describe(records_->exif, text);
-        describe(records_->iptc, text);
-        describe(records_->xmp, text);
+        describe(records.exif, text);
+        describe(records.iptc, text);
+        describe(records.xmp, text);
     } catch (const std::exception& error) {
         text += std::string(" ") + error.what();
     }
     return text + " }";
 }
 
-std::vector<std::byte> Metadata::asTiff(bool bigEndian, std::size_t firstByte) const {
+std::vector<std::byte> asTiff(const ExivRecords& records, bool bigEndian, std::size_t firstByte) {
     startExiv();
     try {
-        return encode(*records_, bigEndian, firstByte);
+        return encode(records, bigEndian, firstByte);
     } catch (const std::exception& error) {
         Log(std::string("The maker note is left out: ") + error.what());
     }
     try {
-        Records withoutMakerNote = *records_;
+        ExivRecords withoutMakerNote = records;
         removeWhere(withoutMakerNote.exif, isMakerNote);
         return encode(withoutMakerNote, bigEndian, firstByte);
     } catch (const std::exception& error) {
@@ -320,18 +314,20 @@ std::vector<std::byte> Metadata::asTiff(bool bigEndian, std::size_t firstByte) c
     }
 }
 
-std::shared_ptr<const Metadata> readMetadata(const fs::path& path) {
+std::optional<ExivRecords> readCarriedRecords(const fs::path& path) {
     auto read = readExivRecords(path);
-    if (!read) return nullptr;
+    if (!read) return std::nullopt;
     try {
         keepWhatCanBeCarried(*read);
-        if (isEmpty(*read)) return nullptr;
-        return std::make_shared<const Metadata>(
-            std::make_unique<Metadata::Records>(Metadata::Records{std::move(*read)}));
     } catch (const std::exception& error) {
         Log(path.native() + ": " + error.what());
-        return nullptr;
+        return std::nullopt;
     }
+    return read;
+}
+
+bool saysNothing(const ExivRecords& records) {
+    return isEmpty(records);
 }
 
 }  // namespace lumaweave

@@ -1,7 +1,5 @@
 #include "imaging/ExivLibrary.h"
 
-#include <fcntl.h>
-
 #include <algorithm>
 #include <array>
 #include <exiv2/webpimage.hpp>
@@ -15,7 +13,6 @@
 #include "imaging/TiffDirectory.h"
 #include "platform/FileDescriptor.h"
 #include "platform/Log.h"
-#include "platform/WorkingFolder.h"
 
 namespace lumaweave {
 
@@ -54,33 +51,6 @@ bool isPhotograph(int type) {
                                   rw2,  mrw,  dng, nef,  pef,  arw, sr2, srw};
     return std::find(types.begin(), types.end(), type) != types.end();
 }
-
-// A copy of the file in the working folder while the library reads it: the library maps the files
-// of some formats, and a user's file that shrinks under its map would end the program.
-class ScratchCopy {
-  public:
-    explicit ScratchCopy(const fs::path& path) : scratch_(newScratchPath(".metadata")) {
-        const FileDescriptor source = FileDescriptor::ofRegularFile(path);
-        if (!source.isOpen()) return;
-        constexpr mode_t ownerOnly = 0600;
-        const FileDescriptor copy(
-            open(scratch_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, ownerOnly));
-        complete_ = copy.isOpen() && copy.copyFrom(source, source.size(), 0);
-    }
-    ~ScratchCopy() {
-        std::error_code ignored;
-        fs::remove(scratch_, ignored);
-    }
-    ScratchCopy(const ScratchCopy&) = delete;
-    ScratchCopy& operator=(const ScratchCopy&) = delete;
-
-    [[nodiscard]] bool isComplete() const { return complete_; }
-    [[nodiscard]] const fs::path& path() const { return scratch_; }
-
-  private:
-    fs::path scratch_;
-    bool complete_ = false;
-};
 
 // Little enough to be read. Larger files may have more, but not more than themselves.
 constexpr std::uint64_t mostClaimedBytes = std::uint64_t{128} << 20;
@@ -179,13 +149,12 @@ void startExiv() {
 
 std::optional<ExivRecords> readExivRecords(const fs::path& path) {
     startExiv();
-    const ScratchCopy copy(path);
-    if (!copy.isComplete()) {
+    if (!FileDescriptor::ofRegularFile(path).isOpen()) {
         Log("Cannot read " + path.native());
         return std::nullopt;
     }
     try {
-        return readRecords(copy.path());
+        return readRecords(path);
     } catch (const std::exception& error) {
         Log(path.native() + ": " + error.what());
         return std::nullopt;

@@ -21,7 +21,8 @@ struct ExivRecords {
 
 // Reads a photograph's records (JPEG, TIFF, PNG, WebP, HEIC, raw; told by content). Empty for a
 // file of another kind; none, with the reason in the log, for one that cannot be read or is
-// damaged. Any thread.
+// damaged. The library maps the files of some formats: one that shrinks meanwhile ends the process,
+// which is why the reader calls this and the program does not. Any thread.
 [[nodiscard]] std::optional<ExivRecords> readExivRecords(const std::filesystem::path& path);
 
 }  // namespace lumaweave

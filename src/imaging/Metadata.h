@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "imaging/MetadataBlocks.h"
+
 namespace lumaweave {
 
 // What a camera or a photographer has said about a picture: EXIF with maker note and GPS, IPTC,
@@ -15,31 +17,26 @@ namespace lumaweave {
 // thread.
 class Metadata {
   public:
-    struct Records;
-
-    explicit Metadata(std::unique_ptr<const Records> records);
-    ~Metadata();
-    Metadata(const Metadata&) = delete;
-    Metadata& operator=(const Metadata&) = delete;
+    explicit Metadata(MetadataBlocks blocks) : blocks_(std::move(blocks)) {}
 
     // All of it in one line for the log, long values shortened.
-    [[nodiscard]] std::string description() const;
+    [[nodiscard]] const std::string& description() const { return blocks_.description; }
 
     // As a TIFF file with one page that has no picture; its values begin at that byte or later.
     // Empty when it cannot be put into that form, even without the maker note. (Maker notes hold
     // offsets that count from the start of the file: what was made for one place is true there
-    // only.)
+    // only. For any place but the first the reader is started.)
     [[nodiscard]] std::vector<std::byte> asTiff(bool bigEndian, std::size_t firstByte) const;
 
   private:
-    std::unique_ptr<const Records> records_;
+    MetadataBlocks blocks_;
 };
 
-// The metadata of a photograph's first image (JPEG, TIFF, PNG, WebP, HEIC, raw; told by content).
-// Null when it has none, or the file cannot be read or is too damaged to tell; the reason is in the
-// log. Damaged records are left out, and so are enormous ones, maker notes of makes that
-// the metadata library does not know (they break when they are moved), and what a JPEG holds of XMP
-// beyond its first 64 kB. Any thread.
+// The metadata of a photograph's first image (JPEG, TIFF, PNG, WebP, HEIC, raw; told by content),
+// read by the reader. Null when it has none, or the file cannot be read, is too damaged to tell or
+// takes too long; the reason is in the log. Damaged records are left out, and so are enormous ones,
+// maker notes of makes that the metadata library does not know (they break when they are moved),
+// and what a JPEG holds of XMP beyond its first 64 kB. Any thread.
 [[nodiscard]] std::shared_ptr<const Metadata> readMetadata(const std::filesystem::path& path);
 
 }  // namespace lumaweave

@@ -13,6 +13,7 @@ int main(int argc, char** argv) {
     testing::InitGoogleMock(&argc, argv);
     if (GTEST_FLAG_GET(list_tests)) return RUN_ALL_TESTS();
     lumaweave::setResourceFolder(LUMAWEAVE_RESOURCES);
+    lumaweave::setHelperFolder(LUMAWEAVE_HELPERS);
     QApplication application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     const lumaweave::ProgramRun run;

@@ -1,16 +1,19 @@
-#include "imaging/LocalDecoder.h"
+#include "imaging/DecoderHere.h"
 
 #include <sys/statvfs.h>
 
+#include <cstring>
 #include <functional>
 #include <string>
 
+#include "imaging/PictureReader.h"
 #include "imaging/RawDecoder.h"
 #include "imaging/TiffFile.h"
 #include "imaging/TiffWriter.h"
 #include "imaging/Upright.h"
 #include "platform/FileDescriptor.h"
 #include "platform/Log.h"
+#include "platform/WorkingFolder.h"
 
 namespace lumaweave {
 
@@ -89,8 +92,8 @@ DecodedFile turnUpright(const Image& sideways, int orientation, const fs::path& 
     return streamToTiff(readRows, uprightDescription(from, orientation), path, tiffPath);
 }
 
-}  // namespace
-
+// Opens a file with the reader that its content asks for, and reads its header. Null, with the
+// reason in the log, when it is no photograph, is damaged, or has too many pixels.
 OpenedPicture openPicture(const fs::path& path) {
     const FileDescriptor file = FileDescriptor::ofRegularFile(path);
     if (!file.isOpen()) {
@@ -108,6 +111,8 @@ OpenedPicture openPicture(const fs::path& path) {
     return picture;
 }
 
+}  // namespace
+
 DecodedFile decodeToTiffHere(const fs::path& path, const fs::path& tiffPath) {
     const OpenedPicture picture = openPicture(path);
     if (!picture || !picture->prepare()) return {{}, DecodeFailure::unreadable};
@@ -118,6 +123,47 @@ DecodedFile decodeToTiffHere(const fs::path& path, const fs::path& tiffPath) {
         picture->description(), path, tiffPath);
     if (decoded.image.isNull() || picture->orientation() == 1) return decoded;
     return turnUpright(decoded.image, picture->orientation(), path, tiffPath);
+}
+
+bool isDecodableHere(const fs::path& path) {
+    return openPicture(path) != nullptr;
+}
+
+bool isWhollyDecodableHere(const fs::path& path) {
+    const OpenedPicture picture = openPicture(path);
+    if (!picture || !picture->prepare()) return false;
+    constexpr int rowsAtATime = 64;
+    return picture->readRows(rowsAtATime, [](const void*, int) { return true; }) ==
+           PictureReader::Result::done;
+}
+
+Image decodeImageHere(const fs::path& path) {
+    constexpr std::size_t largestInMemory = std::size_t{32} << 20;
+    const OpenedPicture picture = openPicture(path);
+    if (!picture) return {};
+    if (picture->orientation() != 1 || picture->description().byteCount() > largestInMemory) {
+        const fs::path scratch = newScratchPath(".tif");
+        Image image = decodeToTiffHere(path, scratch).image;
+        std::error_code ignored;
+        fs::remove(scratch, ignored);
+        return image;
+    }
+    if (!picture->prepare()) return {};
+    const PixelData& description = picture->description();
+    PixelBuffer buffer(description.width, description.height, description.format);
+    buffer.description().colourProfile = description.colourProfile;
+    buffer.description().pixelsPerMillimetre = description.pixelsPerMillimetre;
+    auto* next = buffer.row<std::byte>(0);
+    const std::size_t rowBytes = description.bytesPerRow();
+    constexpr int rowsAtATime = 64;
+    const auto result = picture->readRows(rowsAtATime, [&](const void* rows, int count) {
+        const std::size_t size = rowBytes * static_cast<std::size_t>(count);
+        std::memcpy(next, rows, size);
+        next += size;
+        return true;
+    });
+    if (result != PictureReader::Result::done) return {};
+    return std::move(buffer).finish();
 }
 
 }  // namespace lumaweave

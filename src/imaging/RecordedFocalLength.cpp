@@ -1,4 +1,4 @@
-#include "imaging/FocalLength.h"
+#include "imaging/RecordedFocalLength.h"
 
 #include <cmath>
 #include <exiv2/exiv2.hpp>
@@ -47,7 +47,7 @@ std::optional<double> focalLengthIn35mm(const Exiv2::ExifData& exif) {
 
 }  // namespace
 
-std::optional<double> focalLengthIn35mm(const fs::path& photograph) {
+std::optional<double> recordedFocalLength(const fs::path& photograph) {
     const auto records = readExivRecords(photograph);
     return records ? focalLengthIn35mm(records->exif) : std::nullopt;
 }

@@ -1,0 +1,172 @@
+#include "imaging/HeldPixels.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <limits>
+#include <string_view>
+
+#include "platform/FileDescriptor.h"
+
+namespace lumaweave {
+
+namespace {
+
+using Bytes = std::array<unsigned char, 32>;
+
+std::uint64_t product(std::uint64_t a, std::uint64_t b, std::uint64_t c) {
+    constexpr std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
+    if (a == 0 || b == 0 || c == 0) return 0;
+    if (a > most / b || a * b > most / c) return most;
+    return a * b * c;
+}
+
+std::uint32_t bigEndian(const unsigned char* bytes, int count) {
+    std::uint32_t number = 0;
+    for (int i = 0; i < count; ++i)
+        number = number << 8 | bytes[i];
+    return number;
+}
+
+std::uint32_t littleEndian(const unsigned char* bytes, int count) {
+    std::uint32_t number = 0;
+    for (int i = count - 1; i >= 0; --i)
+        number = number << 8 | bytes[i];
+    return number;
+}
+
+bool startsWith(const Bytes& bytes, std::size_t at, std::string_view text) {
+    return std::equal(text.begin(), text.end(), bytes.begin() + static_cast<std::ptrdiff_t>(at),
+                      [](char a, unsigned char b) { return static_cast<unsigned char>(a) == b; });
+}
+
+std::uint64_t ofPng(const Bytes& head) {
+    constexpr std::size_t interlacing = 28;
+    if (head[interlacing] == 0) return 0;
+    constexpr std::uint64_t mostBytesPerPixel = 8;
+    return product(bigEndian(&head[16], 4), bigEndian(&head[20], 4), mostBytesPerPixel);
+}
+
+// One buffer for the picture, and one for the canvas that it is put on.
+std::uint64_t ofWebp(const Bytes& head) {
+    constexpr std::uint64_t bytesPerPixel = 8;
+    constexpr std::uint32_t fourteenBits = 0x3FFF;
+    if (startsWith(head, 12, "VP8X")) {
+        return product(littleEndian(&head[24], 3) + 1, littleEndian(&head[27], 3) + 1,
+                       bytesPerPixel);
+    }
+    if (startsWith(head, 12, "VP8L")) {
+        const std::uint32_t sides = littleEndian(&head[21], 4);
+        return product((sides & fourteenBits) + 1, (sides >> 14 & fourteenBits) + 1, bytesPerPixel);
+    }
+    return product(littleEndian(&head[26], 2) & fourteenBits,
+                   littleEndian(&head[28], 2) & fourteenBits, bytesPerPixel);
+}
+
+bool isFrame(unsigned char marker) {
+    constexpr unsigned char huffmanTables = 0xC4;
+    constexpr unsigned char reserved = 0xC8;
+    constexpr unsigned char arithmetic = 0xCC;
+    return marker >= 0xC0 && marker <= 0xCF && marker != huffmanTables && marker != reserved &&
+           marker != arithmetic;
+}
+
+// Walks the segments in front of the first scan. A picture that comes in several scans is held as
+// coefficients of two bytes.
+std::uint64_t ofJpeg(const ReadBytes& read, std::uint64_t fileSize) {
+    constexpr int mostSegments = 10'000;
+    constexpr std::uint64_t coefficientBytes = 2;
+    std::uint64_t offset = 2;
+    std::uint64_t coefficients = 0;
+    unsigned components = 0;
+    bool progressive = false;
+    Bytes segment{};
+    for (int i = 0; i < mostSegments; ++i) {
+        constexpr std::size_t needed = 10;
+        if (offset + needed > fileSize || !read(offset, segment.data(), needed)) break;
+        if (segment[0] != 0xFF) {
+            ++offset;  // stray bytes, which decoders skip
+            continue;
+        }
+        const unsigned char marker = segment[1];
+        if (marker == 0xFF) {
+            ++offset;  // padding
+            continue;
+        }
+        if (isFrame(marker)) {
+            components = segment[9];
+            progressive = (marker & 3U) == 2;
+            coefficients =
+                product(bigEndian(&segment[5], 2), bigEndian(&segment[7], 2), components);
+        }
+        constexpr unsigned char startOfScan = 0xDA;
+        if (marker == startOfScan) {
+            const bool severalScans = progressive || segment[4] < components;
+            return severalScans ? product(coefficients, coefficientBytes, 1) : 0;
+        }
+        const bool alone = marker == 0 || marker == 1 || (marker >= 0xD0 && marker <= 0xD8);
+        offset += alone ? 2 : 2 + std::max<std::uint64_t>(bigEndian(&segment[2], 2), 2);
+    }
+    return product(coefficients, coefficientBytes, 1);
+}
+
+std::uint64_t numberOf(const TiffDirectory& page, std::uint16_t tag, TiffFormat format) {
+    const TiffEntry* entry = page.find(tag);
+    if (entry == nullptr || entry->count == 0 || entry->value.empty()) return 0;
+    const std::size_t width = entry->value.size() / entry->count;
+    std::uint64_t number = 0;
+    for (std::size_t i = 0; i < std::min<std::size_t>(width, 8); ++i) {
+        const std::size_t at = format.bigEndian ? i : width - 1 - i;
+        number = number << 8 | std::to_integer<std::uint64_t>(entry->value[at]);
+    }
+    return number;
+}
+
+// Rows are read a strip, or a row of tiles, at a time.
+std::uint64_t ofTiff(const ReadBytes& read, std::uint64_t fileSize) {
+    const auto structure = readTiffStructure(read, fileSize);
+    if (!structure) return 0;
+    const TiffFormat format = structure->format;
+    const TiffDirectory& page = structure->pages.front();
+    const auto number = [&](std::uint16_t tag) { return numberOf(page, tag, format); };
+    constexpr std::uint16_t width = 0x0100;
+    constexpr std::uint16_t height = 0x0101;
+    constexpr std::uint16_t bits = 0x0102;
+    constexpr std::uint16_t samples = 0x0115;
+    constexpr std::uint16_t stripRows = 0x0116;
+    constexpr std::uint16_t tileWidth = 0x0142;
+    constexpr std::uint16_t tileRows = 0x0143;
+    const std::uint64_t pixelBytes = product(std::max<std::uint64_t>(number(samples), 1),
+                                             std::max<std::uint64_t>((number(bits) + 7) / 8, 1), 1);
+    if (page.find(tileRows) != nullptr) {
+        return product(std::max(number(width), number(tileWidth)), number(tileRows), pixelBytes);
+    }
+    const std::uint64_t rows = page.find(stripRows) == nullptr
+                                   ? number(height)
+                                   : std::min(number(stripRows), number(height));
+    return product(number(width), rows, pixelBytes);
+}
+
+}  // namespace
+
+std::uint64_t pixelBytesHeldAtOnce(const ReadBytes& read, std::uint64_t fileSize) {
+    Bytes head{};
+    if (fileSize < head.size() || !read(0, head.data(), head.size())) return 0;
+    if (startsWith(head, 0, "\xFF\xD8\xFF")) return ofJpeg(read, fileSize);
+    if (startsWith(head, 1, "PNG\r\n")) return ofPng(head);
+    if (startsWith(head, 0, "RIFF") && startsWith(head, 8, "WEBP")) return ofWebp(head);
+    if (startsWith(head, 0, "II") || startsWith(head, 0, "MM")) return ofTiff(read, fileSize);
+    return 0;
+}
+
+std::uint64_t pixelBytesHeldAtOnce(const std::filesystem::path& path) {
+    const FileDescriptor file = FileDescriptor::ofRegularFile(path);
+    if (!file.isOpen()) return 0;
+    return pixelBytesHeldAtOnce(
+        [&file](std::uint64_t offset, void* to, std::size_t count) {
+            return file.readAt(offset, to, count);
+        },
+        file.size());
+}
+
+}  // namespace lumaweave

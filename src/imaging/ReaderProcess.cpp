@@ -1,0 +1,116 @@
+#include "imaging/ReaderProcess.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <sstream>
+
+#include "imaging/ReaderJobs.h"
+#include "platform/FileDescriptor.h"
+#include "platform/HelperProgram.h"
+#include "platform/Log.h"
+#include "platform/Resources.h"
+#include "platform/WorkingFolder.h"
+
+namespace lumaweave {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using namespace std::chrono_literals;
+
+std::chrono::seconds readerTime(const std::string& job, const fs::path& source) {
+    if (job == readerJobs::metadata || job == readerJobs::focalLength ||
+        job == readerJobs::moveMetadata) {
+        return metadataTime;
+    }
+    const FileDescriptor file = FileDescriptor::ofRegularFile(source);
+    return decodingTime(file.isOpen() ? file.size() : 0);
+}
+
+// The reader's time is of a core; on the clock it takes longer while a fusion uses all of them.
+std::chrono::seconds patience(std::chrono::seconds readerTime) {
+    return 3 * readerTime + 10s;
+}
+
+void logOutput(const std::string& output) {
+    constexpr int mostLines = 100;
+    std::istringstream lines(output);
+    std::string line;
+    for (int i = 0; i < mostLines && std::getline(lines, line); ++i)
+        Log(line);
+}
+
+ReaderResult refused(const fs::path& source, const std::string& reason) {
+    Log(source.native() + ": " + reason);
+    return ReaderResult::refused;
+}
+
+ReaderResult resultOf(const HelperEnd& end, const fs::path& source, std::chrono::seconds time) {
+    const std::string tooLong = "reading it took more than " + std::to_string(time.count()) + " s";
+    switch (end.kind) {
+        case HelperEnd::Kind::notStarted:
+            return refused(source, "the reader cannot be started");
+        case HelperEnd::Kind::tookTooLong:
+            return refused(source, tooLong);
+        case HelperEnd::Kind::killed:
+            if (end.number == SIGXCPU) return refused(source, tooLong);
+            return refused(source, std::string("the reader crashed: ") + sigdescr_np(end.number));
+        case HelperEnd::Kind::exited:
+            break;
+    }
+    switch (static_cast<ReaderExit>(end.number)) {
+        case ReaderExit::done:
+            return ReaderResult::done;
+        case ReaderExit::refused:
+            return ReaderResult::refused;
+        case ReaderExit::nothing:
+            return ReaderResult::nothing;
+        case ReaderExit::target:
+            return ReaderResult::target;
+        case ReaderExit::memory:
+            return refused(source, "reading it takes more than " +
+                                       std::to_string(readerMemory >> 20) + " MiB of memory");
+    }
+    return refused(source, "the reader ended with " + std::to_string(end.number));
+}
+
+std::string contentOf(const fs::path& path) {
+    // More than any job writes.
+    constexpr std::uint64_t most = std::uint64_t{256} << 20;
+    const FileDescriptor file = FileDescriptor::ofRegularFile(path);
+    if (!file.isOpen() || file.size() > most) return {};
+    std::string bytes(file.size(), '\0');
+    if (!file.readAt(0, bytes.data(), bytes.size())) bytes.clear();
+    return bytes;
+}
+
+}  // namespace
+
+ReaderResult runReader(const std::string& job, const fs::path& source,
+                       const std::vector<std::string>& arguments) {
+    const auto reader = pathForHelper(readerName);
+    if (!reader) return refused(source, std::string(readerName) + " is missing");
+    std::vector<std::string> all = {job, source.native()};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    const std::chrono::seconds time = readerTime(job, source);
+    const HelperEnd end = runHelper(*reader, all, patience(time));
+    logOutput(end.output);
+    return resultOf(end, source, time);
+}
+
+ReaderBytes readInReader(const std::string& job, const fs::path& source,
+                         const std::vector<std::string>& arguments) {
+    const fs::path target = newScratchPath(".read");
+    std::vector<std::string> all = {target.native()};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    ReaderBytes read;
+    read.result = runReader(job, source, all);
+    if (read.result == ReaderResult::done) read.bytes = contentOf(target);
+    std::error_code ignored;
+    fs::remove(target, ignored);
+    return read;
+}
+
+}  // namespace lumaweave

@@ -1,0 +1,68 @@
+#include "reader/Limits.h"
+
+#include <glib.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstring>
+#include <new>
+#include <poll.h>
+
+#include "imaging/ReaderJobs.h"
+
+// A sanitizer's shadow takes terabytes of address space.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define LUMAWEAVE_SANITIZED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define LUMAWEAVE_SANITIZED 1
+#endif
+#endif
+
+namespace lumaweave {
+
+namespace {
+
+void limit(__rlimit_resource resource, rlim_t value) {
+    rlimit now{};
+    getrlimit(resource, &now);
+    if (now.rlim_max != RLIM_INFINITY && now.rlim_max < value) value = now.rlim_max;
+    const rlimit wanted{value, now.rlim_max};
+    setrlimit(resource, &wanted);
+}
+
+[[noreturn]] void endForWantOfMemory() {
+    _exit(static_cast<int>(ReaderExit::memory));
+}
+
+// GLib ends the process itself when it gets no memory, after telling so.
+void takeMessage(const gchar* domain, GLogLevelFlags level, const gchar* message, gpointer data) {
+    if ((level & G_LOG_LEVEL_ERROR) != 0 && std::strstr(message, "failed to allocate") != nullptr) {
+        endForWantOfMemory();
+    }
+    g_log_default_handler(domain, level, message, data);
+}
+
+}  // namespace
+
+void limitThisProcess(std::chrono::seconds time) {
+    limit(RLIMIT_CORE, 0);
+    limit(RLIMIT_CPU, static_cast<rlim_t>(time.count()));
+#ifndef LUMAWEAVE_SANITIZED
+    // What is written to; the map of a decoded picture is not memory.
+    limit(RLIMIT_DATA, static_cast<rlim_t>(readerMemory));
+#endif
+    std::set_new_handler(endForWantOfMemory);
+    g_log_set_default_handler(takeMessage, nullptr);
+}
+
+void endWithTheProgram() {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    // Had the program ended before that, nobody would be there to read what this prints.
+    pollfd reader{STDOUT_FILENO, 0, 0};
+    if (poll(&reader, 1, 0) > 0 && (reader.revents & POLLERR) != 0) _exit(EXIT_FAILURE);
+}
+
+}  // namespace lumaweave
