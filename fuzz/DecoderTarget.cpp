@@ -1,0 +1,40 @@
+#include <cstdlib>
+#include <system_error>
+
+#include "ScratchFolder.h"
+#include "Targets.h"
+#include "imaging/DecoderHere.h"
+#include "imaging/HeldPixels.h"
+
+namespace lumaweave::fuzz {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Looks at what a working copy is made of: a map that does not hold it would be found out.
+void touch(const Image& image) {
+    if (image.isNull()) return;
+    const Image small = image.thinned(1, 1);
+    if (small.isNull()) std::abort();
+}
+
+}  // namespace
+
+void decodePicture(Bytes file) {
+    const fs::path path = writeScratch("picture", file);
+    const fs::path target = scratchFolder() / "picture.tif";
+    // What the program hands to the reader is decoded within the reader's limits, not in a process
+    // like this one.
+    constexpr std::uint64_t most = std::uint64_t{256} << 20;
+    if (pixelBytesHeldAtOnce(path) > most) return;
+    const DecodedFile decoded = decodeToTiffHere(path, target);
+    touch(decoded.image);
+    const bool left = fs::exists(target);
+    if (left != !decoded.image.isNull()) std::abort();
+    if ((decoded.failure == DecodeFailure::none) != left) std::abort();
+    std::error_code ignored;
+    fs::remove(target, ignored);
+}
+
+}  // namespace lumaweave::fuzz
