@@ -31,7 +31,7 @@ std::chrono::seconds readerTime(const std::string& job, const fs::path& source) 
 
 // The reader's time is of a core; on the clock it takes longer while a fusion uses all of them.
 std::chrono::seconds patience(std::chrono::seconds readerTime) {
-    return 3 * readerTime + 10s;
+    return 2 * readerTime + 5s;
 }
 
 void logOutput(const std::string& output) {

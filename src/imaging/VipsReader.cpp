@@ -8,6 +8,7 @@
 
 #include "imaging/ColourProfile.h"
 #include "imaging/PictureReader.h"
+#include "imaging/TimedSource.h"
 #include "imaging/VipsLibrary.h"
 #include "platform/FileDescriptor.h"
 #include "platform/Log.h"
@@ -29,8 +30,7 @@ VImage openPixels(const FileDescriptor& file, PhotoFormat format, std::vector<ch
         if (!file.readAt(0, fileBytes.data(), fileBytes.size())) fileBytes.clear();
         return VImage::new_from_buffer(fileBytes.data(), fileBytes.size(), "", options);
     }
-    const VImage image =
-        VImage::new_from_source(vips::VSource::new_from_descriptor(file.number()), "", options);
+    const VImage image = VImage::new_from_source(timedSource(file), "", options);
     return image.coding() == VIPS_CODING_RAD ? image.rad2float() : image;
 }
 
