@@ -21,6 +21,7 @@
 #include "platform/Resources.h"
 #include "platform/WorkingFolder.h"
 #include "support/HostileFiles.h"
+#include "support/PrivateMemory.h"
 #include "support/Recorders.h"
 #include "support/TestFolder.h"
 
