@@ -39,7 +39,7 @@ struct Compression {
 class WhollyDecodableTest : public testing::TestWithParam<Compression> {
   protected:
     [[nodiscard]] fs::path saved(const Image& picture) const {
-        const fs::path file = folder / "result.tif";
+        fs::path file = folder / "result.tif";
         vipsImage(picture).tiffsave(file.c_str(),
                                     VImage::option()->set("compression", GetParam().kind));
         return file;
