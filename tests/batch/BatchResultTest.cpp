@@ -185,17 +185,19 @@ TEST_F(BatchResultTest, ALongBatchTakesNoMoreMemoryAndDiskThanAShortOne) {
 TEST_F(BatchResultTest, AlignedWorkingCopiesDoNotPileUpEither) {
     copyWithTool();
     replaceTool("align_image_stack", std::string(takeAlignArguments) + copyEveryInput);
-    makeFiles({"00.jpg", "01.jpg", "02.jpg", "03.jpg"});
-    batch(2, true);
-    const std::vector<std::string> early = workingFiles();
-    EXPECT_EQ(unlinkedWorkingFiles(), 0);
-    std::vector<std::string> more;
-    for (int i = 10; i < 30; ++i)
-        more.push_back(std::to_string(i) + ".jpg");
-    makeFiles(more);
+    std::vector<std::string> names;
+    for (int i = 10; i < 34; ++i)
+        names.push_back(std::to_string(i) + ".jpg");
+    makeFiles(names);
     batch(2, true);
     EXPECT_EQ(results().size(), 12U);
-    EXPECT_EQ(workingFiles(), early);
+    // What two cells have; whether a set's preview came to its detail depends on who was faster.
+    EXPECT_THAT(workingFiles(),
+                testing::IsSubsetOf({".lock", "ConvertedToTIFF 0.tif", "ConvertedToTIFF 1.tif",
+                                     "DetailImage 0.tif", "DetailImage 1.tif", "EnfusedDetail.tif",
+                                     "EnfusedPreview.tif", "ScaledSourceImage 0.tif",
+                                     "ScaledSourceImage 1.tif", "alignedImage0000.tif",
+                                     "alignedImage0001.tif", "alignedImage.hfov"}));
     EXPECT_EQ(unlinkedWorkingFiles(), 0);
 }
 
