@@ -121,7 +121,7 @@ class ReaderOfProgramTest : public testing::Test {
             work = now.value_or(work);
             return !now || !fs::exists("/proc/" + std::to_string(process) + "/exe");
         }));
-        EXPECT_LT(work, 900);
+        EXPECT_LT(work, 600);
     }
 
     TestFolder folder;
