@@ -21,8 +21,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The format's own reader, then, where it refuses, Qt's.
-OpenedPicture openAs(PhotoFormat format, const PictureFile& file) {
+enum class LastResort { no, yes };
+
+// The format's own reader, then, where it refuses, Qt's as a last resort.
+OpenedPicture openAs(PhotoFormat format, const PictureFile& file, LastResort lastResort) {
     OpenedPicture picture;
     switch (format) {
         case PhotoFormat::none:
@@ -44,7 +46,8 @@ OpenedPicture openAs(PhotoFormat format, const PictureFile& file) {
             break;
     }
     picture = openWithVips(file, format);
-    return picture ? std::move(picture) : openWithQt(file, format);
+    if (picture || lastResort == LastResort::no) return picture;
+    return openWithQt(file, format);
 }
 
 bool isTooLarge(const PixelData& picture) {
@@ -94,7 +97,7 @@ DecodedFile turnUpright(const Image& sideways, int orientation, const fs::path& 
 
 // Opens a file with the reader that its content asks for, and reads its header. Null, with the
 // reason in the log, when it is no photograph, is damaged, or has too many pixels.
-OpenedPicture openPicture(const fs::path& path) {
+OpenedPicture openPicture(const fs::path& path, LastResort lastResort = LastResort::yes) {
     const FileDescriptor file = FileDescriptor::ofRegularFile(path);
     if (!file.isOpen()) {
         Log("Not a readable file: " + path.native());
@@ -103,7 +106,7 @@ OpenedPicture openPicture(const fs::path& path) {
     const ReadBytes read = [&file](std::uint64_t offset, void* to, std::size_t byteCount) {
         return file.readAt(offset, to, byteCount);
     };
-    OpenedPicture picture = openAs(photoFormatOf(read), {file, path});
+    OpenedPicture picture = openAs(photoFormatOf(read), {file, path}, lastResort);
     if (picture && isTooLarge(picture->description())) {
         Log("Too many pixels: " + path.native());
         return nullptr;
@@ -127,6 +130,10 @@ DecodedFile decodeToTiffHere(const fs::path& path, const fs::path& tiffPath) {
 
 bool isDecodableHere(const fs::path& path) {
     return openPicture(path) != nullptr;
+}
+
+bool isQuicklyDecodableHere(const fs::path& path) {
+    return openPicture(path, LastResort::no) != nullptr;
 }
 
 bool isWhollyDecodableHere(const fs::path& path) {

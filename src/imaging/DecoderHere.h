@@ -13,6 +13,9 @@ namespace lumaweave {
 [[nodiscard]] DecodedFile decodeToTiffHere(const std::filesystem::path& path,
                                            const std::filesystem::path& tiffPath);
 [[nodiscard]] bool isDecodableHere(const std::filesystem::path& path);
+// isDecodableHere without the last resort, the widget library's readers: they can neither be told
+// how long they may take nor how much memory, and are for the reader alone.
+[[nodiscard]] bool isQuicklyDecodableHere(const std::filesystem::path& path);
 [[nodiscard]] bool isWhollyDecodableHere(const std::filesystem::path& path);
 [[nodiscard]] Image decodeImageHere(const std::filesystem::path& path);
 

@@ -122,22 +122,39 @@ std::uint64_t numberOf(const TiffDirectory& page, std::uint16_t tag, TiffFormat 
     return number;
 }
 
+// Whether samples are of those kinds that are read row by row; an unknown number of bits is 0.
+bool isCommon(std::uint64_t bits, std::uint64_t sampleFormat, std::uint64_t photometric) {
+    constexpr std::uint64_t floats = 3;
+    constexpr std::uint64_t luminance = 6;
+    if (photometric == luminance) return false;
+    if (sampleFormat == floats) return bits == 32;
+    return bits == 1 || bits == 8 || bits == 16 || bits == 32;
+}
+
 // Rows are read a strip, or a row of tiles, at a time.
 std::uint64_t ofTiff(const ReadBytes& read, std::uint64_t fileSize) {
     const auto structure = readTiffStructure(read, fileSize);
-    if (!structure) return 0;
+    // Libraries may find a picture in it that claims anything.
+    if (!structure) return std::numeric_limits<std::uint64_t>::max();
     const TiffFormat format = structure->format;
     const TiffDirectory& page = structure->pages.front();
     const auto number = [&](std::uint16_t tag) { return numberOf(page, tag, format); };
     constexpr std::uint16_t width = 0x0100;
     constexpr std::uint16_t height = 0x0101;
     constexpr std::uint16_t bits = 0x0102;
+    constexpr std::uint16_t photometric = 0x0106;
     constexpr std::uint16_t samples = 0x0115;
     constexpr std::uint16_t stripRows = 0x0116;
     constexpr std::uint16_t tileWidth = 0x0142;
     constexpr std::uint16_t tileRows = 0x0143;
+    constexpr std::uint16_t sampleFormat = 0x0153;
     const std::uint64_t pixelBytes = product(std::max<std::uint64_t>(number(samples), 1),
                                              std::max<std::uint64_t>((number(bits) + 7) / 8, 1), 1);
+    if (!isCommon(number(bits), number(sampleFormat), number(photometric))) {
+        constexpr std::uint64_t bytesPerSample = 4;
+        return product(number(width), number(height),
+                       bytesPerSample * std::max<std::uint64_t>(number(samples), 3));
+    }
     if (page.find(tileRows) != nullptr) {
         return product(std::max(number(width), number(tileWidth)), number(tileRows), pixelBytes);
     }

@@ -38,11 +38,13 @@ bool goesToReader(const fs::path& path) {
     const ReadBytes read = [&file](std::uint64_t offset, void* to, std::size_t count) {
         return file.readAt(offset, to, count);
     };
-    if (isForReader(photoFormatOf(read))) return true;
+    const PhotoFormat format = photoFormatOf(read);
+    if (format == PhotoFormat::none) return false;
+    if (isForReader(format)) return true;
     // A picture that can only be decoded as a whole, and is this large, could take more memory than
     // there is: the reader's is bounded.
     constexpr std::uint64_t most = std::uint64_t{256} << 20;
-    return pixelBytesHeldAtOnce(read, file.size()) > most;
+    return pixelBytesHeldAtOnce(read, file.size()) > most || !isQuicklyDecodableHere(path);
 }
 
 bool isReasonable(const Image& image) {

@@ -36,6 +36,7 @@ int feed(const char* folder, const std::function<void(fuzz::Bytes)>& target) {
 TEST(FuzzTargets, DecodePicture) {
     EXPECT_GE(feed("seeds/pictures", fuzz::decodePicture), 30);
     EXPECT_GE(feed("seeds/metadata", fuzz::decodePicture), 20);
+    EXPECT_GE(feed("seeds/formats", fuzz::decodePicture), 10);
     EXPECT_GE(feed("finds", fuzz::decodePicture), 1);
 }
 
