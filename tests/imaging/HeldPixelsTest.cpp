@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "imaging/ImagingSupport.h"
 #include "imaging/VipsLibrary.h"
 #include "support/HostileFiles.h"
@@ -63,6 +65,28 @@ TEST_F(HeldPixelsTest, AStripOrARowOfTilesOfATiff) {
                 {.mode = "wb"});
     EXPECT_LE(heldOf("big-endian.tif"), 50U * 40 * 6);
     EXPECT_GT(heldOf("big-endian.tif"), 0U);
+}
+
+TEST_F(HeldPixelsTest, TheWholePictureOfATiffOfUncommonSamples) {
+    const Image floats = asymmetricPicture(50, 40, {.type = SampleType::float32});
+    writeTiffAs(floats, folder / "float.tif", {});
+    EXPECT_LE(heldOf("float.tif"), 50U * 40 * 12) << "a strip";
+    picture.tiffsave(path("luminance.tif").c_str(),
+                     VImage::option()->set("compression", "jpeg")->set("Q", 50));
+    EXPECT_EQ(heldOf("luminance.tif"), 50U * 40 * 12);
+    // Said to have samples of 64 bits.
+    const Image grey = asymmetricPicture(50, 40, {.colours = 1, .type = SampleType::float32});
+    writeTiffAs(grey, folder / "double.tif", {});
+    changeTag(folder / "double.tif", 0x0102, 64);
+    EXPECT_EQ(heldOf("double.tif"), 50U * 40 * 12);
+}
+
+TEST_F(HeldPixelsTest, NobodyKnowsHowMuchOfADamagedTiff) {
+    picture.tiffsave(path("whole.tif").c_str());
+    const std::string bytes = readFile(folder / "whole.tif");
+    EXPECT_LT(heldOf("whole.tif"), 100'000U);
+    folder.write("cut.tif", bytes.substr(0, bytes.size() - 1));
+    EXPECT_EQ(heldOf("cut.tif"), std::numeric_limits<std::uint64_t>::max());
 }
 
 TEST_F(HeldPixelsTest, WhatAHeaderClaimsAndTheFileDoesNotHave) {

@@ -105,6 +105,34 @@ TEST_F(ReaderProcessTest, DecodesWhatMustBeHeldAsAWhole) {
     expectNothingLeft();
 }
 
+// HEIC, AVIF, JPEG XL, JPEG 2000, OpenEXR, Radiance, raw, and what only the last resort reads.
+TEST_F(ReaderProcessTest, DecodesTheFormatsWhoseLibrariesAreNotLetIntoTheProgram) {
+    int formats = 0;
+    for (const auto& entry :
+         fs::directory_iterator(LUMAWEAVE_SOURCE_FOLDER "/fuzz/seeds/formats")) {
+        SCOPED_TRACE(entry.path().native());
+        EXPECT_EQ(decodeToTiff(entry.path(), tiff).failure, DecodeFailure::none);
+        EXPECT_FALSE(decodeImage(entry.path()).isNull());
+        EXPECT_TRUE(isDecodable(entry.path()));
+        fs::remove(tiff);
+        const ReaderReplacement none("");
+        expectUnreadable(entry.path(), "lumaweave-reader is missing");
+        EXPECT_TRUE(decodeImage(entry.path()).isNull());
+        ++formats;
+    }
+    EXPECT_GE(formats, 10);
+}
+
+// And the usual ones without it.
+TEST_F(ReaderProcessTest, IsNotNeededForTheUsualFormats) {
+    const ReaderReplacement none("");
+    for (const char* name : {"baseline.jpg", "progressive.jpg", "rgb16.png", "interlaced.png",
+                             "lossy.webp", "lzw.tif", "tiled.tif", "float.tif"}) {
+        const fs::path file = fs::path(LUMAWEAVE_SOURCE_FOLDER) / "fuzz/seeds/pictures" / name;
+        EXPECT_EQ(decodeToTiff(file, tiff).failure, DecodeFailure::none) << name;
+    }
+}
+
 TEST_F(ReaderProcessTest, APictureThatIsNotWholeIsRefusedByItAsWell) {
     expectUnreadable(large, large.native());
     EXPECT_TRUE(isDecodable(large)) << "the header is well";
