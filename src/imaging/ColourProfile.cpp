@@ -41,6 +41,10 @@ QByteArray bytesOf(const Profile& profile) {
     if (!profile || cmsSaveProfileToMem(profile.get(), nullptr, &size) == 0) return {};
     QByteArray bytes(static_cast<qsizetype>(size), '\0');
     if (cmsSaveProfileToMem(profile.get(), bytes.data(), &size) == 0) return {};
+    // Without the time: the shots of a bracket are to have one and the same profile.
+    constexpr qsizetype timeOffset = 24;
+    constexpr qsizetype timeBytes = 12;
+    bytes.replace(timeOffset, timeBytes, QByteArray(timeBytes, '\0'));
     return bytes;
 }
 

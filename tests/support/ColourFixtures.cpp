@@ -81,7 +81,8 @@ QByteArray saved(cmsHPROFILE profile) {
     const bool done = profile != nullptr && cmsSaveProfileToMem(profile, bytes.data(), &size) != 0;
     cmsCloseProfile(profile);
     if (!done) throw std::runtime_error("no profile");
-    return bytes;
+    // Without the time of making, so that they are the same every time.
+    return bytes.replace(24, 12, QByteArray(12, '\0'));
 }
 
 QByteArray rgbProfileOf(const RgbSpace& space, cmsToneCurve* curve) {
