@@ -156,6 +156,19 @@ QByteArray srgbGreyProfile() {
     return bytesOf(Profile(cmsCreateGrayProfile(cmsD50_xyY(), displayCurve().get())));
 }
 
+void labToSrgb(const float* lab, float* rgb, std::size_t pixels) {
+    const Profile from(cmsCreateLab4Profile(nullptr));
+    const Profile to(cmsCreate_sRGBProfile());
+    cmsHTRANSFORM transform =
+        cmsCreateTransform(from.get(), TYPE_Lab_FLT, to.get(), TYPE_RGB_FLT,
+                           INTENT_RELATIVE_COLORIMETRIC, cmsFLAGS_NOCACHE | cmsFLAGS_NOOPTIMIZE);
+    if (transform == nullptr) return;
+    cmsDoTransform(transform, lab, rgb, static_cast<cmsUInt32Number>(pixels));
+    cmsDeleteTransform(transform);
+    for (std::size_t i = 0; i < 3 * pixels; ++i)
+        rgb[i] = std::clamp(rgb[i], 0.0F, 1.0F);
+}
+
 float displayValue(float light) {
     constexpr float brightest = 65504;
     if (std::isnan(light)) return 0;

@@ -44,6 +44,11 @@ inline constexpr Primaries bt2020Primaries = {0.708, 0.292, 0.170,  0.797,
 // Grey with the tone curve of sRGB.
 [[nodiscard]] QByteArray srgbGreyProfile();
 
+// Lab colours (lightness 0 to 100; relative to the white of profiles) as sRGB values from 0 to 1,
+// clipped. Three numbers a pixel; lab and rgb may be the same. (libvips' own conversion is one to
+// two levels of 255 out.)
+void labToSrgb(const float* lab, float* rgb, std::size_t pixels);
+
 // The display value (0 black, 1 white) of linear light, by the curve of sRGB, which goes on above
 // white, and below black as its mirror image: nothing is lost. What is not a number becomes black,
 // and infinite light the brightest that half floats hold.

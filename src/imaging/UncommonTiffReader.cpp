@@ -13,8 +13,9 @@
 #include "platform/FileDescriptor.h"
 #include "platform/Log.h"
 
-// TIFFs that libvips refuses or takes for something else: half and double floats, integers of odd
-// widths (10, 12, 14 bits…), and luminance with colour differences that are not compressed as JPEG.
+// TIFFs that libvips refuses or takes for something else: half and double floats, floats that were
+// multiplied by their alpha, integers of odd widths (10, 12, 14 bits…), and luminance with colour
+// differences that are not compressed as JPEG.
 
 namespace lumaweave {
 
@@ -45,7 +46,10 @@ struct Layout {
                              photometric == PHOTOMETRIC_MINISBLACK ||
                              photometric == PHOTOMETRIC_MINISWHITE;
         if (!colours) return false;
-        if (sampleFormat == SAMPLEFORMAT_IEEEFP) return bits == 16 || bits == 64;
+        // libvips divides floats by an alpha that goes up to 255.
+        if (sampleFormat == SAMPLEFORMAT_IEEEFP) {
+            return bits == 16 || bits == 64 || (bits == 32 && multiplied);
+        }
         return sampleFormat == SAMPLEFORMAT_UINT && bits > 4 && bits < 16 && bits != 8;
     }
 };
@@ -83,6 +87,12 @@ Number numberAt(const unsigned char* bytes) {
     Number number;
     std::memcpy(&number, bytes, sizeof number);
     return number;
+}
+
+float floatAt(const unsigned char* row, std::size_t index, int bits) {
+    if (bits == 16) return halfValue(numberAt<std::uint16_t>(row + 2 * index));
+    if (bits == 32) return numberAt<float>(row + 4 * index);
+    return static_cast<float>(numberAt<double>(row + 8 * index));
 }
 
 // Number `index` of a row of numbers of that many bits, the most significant first.
@@ -220,9 +230,7 @@ class UncommonTiffReader : public WholePictureReader {
                 const auto target = static_cast<std::size_t>((left + x) * samples + sample);
                 const bool inverted = layout_.photometric == PHOTOMETRIC_MINISWHITE && sample == 0;
                 if (description_.format.type == SampleType::float32) {
-                    const float value =
-                        layout_.bits == 16 ? halfValue(numberAt<std::uint16_t>(from + 2 * index))
-                                           : static_cast<float>(numberAt<double>(from + 8 * index));
+                    const float value = floatAt(from, index, layout_.bits);
                     buffer.row<float>(y)[target] = inverted ? 1 - value : value;
                 } else {
                     const unsigned highest = (1U << layout_.bits) - 1U;

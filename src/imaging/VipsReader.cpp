@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "imaging/ColourProfile.h"
@@ -71,32 +71,24 @@ VImage cmykToRgb(const VImage& image) {
     return image.bands() > inks ? rgb.bandjoin(image.extract_band(inks)) : rgb;
 }
 
-// Lab is relative to the white of profiles, so that no profile of its own is needed.
-VImage labToRgb(const VImage& image) {
-    const bool isByte = image.coding() == VIPS_CODING_LABQ;
-    const VImage lab = isByte                                               ? image.LabQ2Lab()
+bool isLab(const VImage& image) {
+    return image.coding() == VIPS_CODING_LABQ ||
+           image.interpretation() == VIPS_INTERPRETATION_LAB ||
+           image.interpretation() == VIPS_INTERPRETATION_LABS;
+}
+
+// Lab as floats; it becomes RGB row by row.
+VImage labFloats(const VImage& image) {
+    const VImage lab = image.coding() == VIPS_CODING_LABQ                   ? image.LabQ2Lab()
                        : image.interpretation() == VIPS_INTERPRETATION_LABS ? image.LabS2Lab()
                                                                             : image;
-    return lab.extract_band(0, VImage::option()->set("n", 3))
-        .icc_export(VImage::option()
-                        ->set("output_profile", "srgb")
-                        ->set("intent", VIPS_INTENT_RELATIVE)
-                        ->set("depth", isByte ? 8 : 16));
+    return lab.extract_band(0, VImage::option()->set("n", 3)).cast(VIPS_FORMAT_FLOAT);
 }
 
 // Colour spaces that the fusion tool does not take become sRGB, which is what shots without a
 // profile have: a bracket mixes well with it, and its files are understood everywhere.
 VImage toRgbOrGrey(const VImage& image) {
-    if (image.coding() == VIPS_CODING_LABQ) return labToRgb(image);
-    switch (image.interpretation()) {
-        case VIPS_INTERPRETATION_CMYK:
-            return cmykToRgb(image);
-        case VIPS_INTERPRETATION_LAB:
-        case VIPS_INTERPRETATION_LABS:
-            return labToRgb(image);
-        default:
-            break;
-    }
+    if (image.interpretation() == VIPS_INTERPRETATION_CMYK) return cmykToRgb(image);
     if (isRgbOrGrey(image.interpretation())) return image;
     VImage rgb = image.colourspace(VIPS_INTERPRETATION_sRGB).copy();
     rgb.remove(VIPS_META_ICC_NAME);
@@ -155,9 +147,23 @@ std::uint32_t bigEndianAt(std::string_view bytes, std::size_t at) {
 
 // What libvips does not tell of a JPEG 2000 file.
 struct Jpeg2000Facts {
-    int bits = 0;  // of the first component; 0 when they cannot be told
+    int bits = 0;        // of the first component; 0 when they cannot be told
+    bool isYcc = false;  // and libvips, which knows it where the colour is sampled down, does not
     QByteArray profile;
 };
+
+// Whether the components of a codestream have as many samples each.
+bool isSampledEqually(std::string_view codestream) {
+    constexpr std::size_t componentsOffset = 40;
+    constexpr std::size_t componentBytes = 3;  // bits, and the steps across and down
+    if (codestream.size() < componentsOffset + 2 + 3 * componentBytes) return false;
+    const std::string_view components = codestream.substr(componentsOffset + 2);
+    for (std::size_t i = 0; i < 3; ++i) {
+        const std::string_view steps = components.substr(i * componentBytes + 1, 2);
+        if (steps != std::string_view("\1\1", 2)) return false;
+    }
+    return true;
+}
 
 Jpeg2000Facts jpeg2000Facts(const FileDescriptor& file) {
     using namespace std::string_view_literals;
@@ -169,14 +175,21 @@ Jpeg2000Facts jpeg2000Facts(const FileDescriptor& file) {
     if (codestream != std::string_view::npos && codestream + bitsOffset < bytes.size()) {
         facts.bits = (static_cast<unsigned char>(bytes[codestream + bitsOffset]) & 0x7F) + 1;
     }
-    // The box of colours with a profile in it: its length, its name, a 2, two bytes, the profile.
+    // The box of colours: its length, its name, a 1 or 2, two bytes, a number or a profile.
     constexpr std::size_t boxHead = 11;
-    const std::size_t name = bytes.substr(0, codestream).find("colr\2"sv);
-    if (name == std::string_view::npos || name < 4) return facts;
-    const std::size_t length = bigEndianAt(bytes, name - 4);
-    if (length <= boxHead || length > bytes.size() - (name - 4)) return facts;
-    const std::string_view profile = bytes.substr(name - 4 + boxHead, length - boxHead);
-    facts.profile = QByteArray(profile.data(), static_cast<qsizetype>(profile.size()));
+    constexpr std::size_t fieldBytes = 4;
+    const std::size_t name = bytes.substr(0, codestream).find("colr"sv);
+    if (name == std::string_view::npos || name < fieldBytes) return facts;
+    const std::string_view box = bytes.substr(name - fieldBytes);
+    const std::size_t length = bigEndianAt(box, 0);
+    if (length < boxHead + fieldBytes || length > box.size()) return facts;
+    constexpr unsigned ycc = 18;
+    if (box[8] == 1) {
+        facts.isYcc =
+            bigEndianAt(box, boxHead) == ycc && isSampledEqually(bytes.substr(codestream));
+    } else if (box[8] == 2) {
+        facts.profile = QByteArray(box.data() + boxHead, static_cast<qsizetype>(length - boxHead));
+    }
     return facts;
 }
 
@@ -200,8 +213,8 @@ int radianceOrientation(const FileDescriptor& file) {
 // What is done to samples that libvips gives otherwise than pictures here hold them.
 struct SampleChange {
     bool isLinear = false;  // light instead of display values
+    bool isYcc = false;     // luminance and colour differences
     unsigned highest = 0;   // what stands for white, where that is not the type's own highest
-    bool alphaUpTo255 = false;
 };
 
 template <typename Sample>
@@ -213,13 +226,27 @@ void stretch(Sample* samples, std::size_t count, unsigned highest) {
     }
 }
 
-void changeFloats(float* samples, std::size_t pixels, const PixelFormat& format,
-                  const SampleChange& change) {
-    for (std::size_t i = 0; i < pixels; ++i) {
-        for (int s = 0; s < format.colours && change.isLinear; ++s)
+void showLight(float* samples, std::size_t pixels, const PixelFormat& format) {
+    for (std::size_t i = 0; i < pixels; ++i, samples += format.samples()) {
+        for (int s = 0; s < format.colours; ++s)
             samples[s] = displayValue(samples[s]);
-        if (format.alpha && change.alphaUpTo255) samples[format.colours] /= 255.0F;
-        samples += format.samples();
+    }
+}
+
+template <typename Sample>
+void yccToRgb(Sample* pixel, std::size_t pixels, int samples) {
+    constexpr double full = fullValue<Sample>();
+    constexpr double middle = (full + 1) / 2;
+    const auto sampleOf = [full](double value) {
+        return static_cast<Sample>(std::clamp(value + 0.5, 0.0, full));
+    };
+    for (std::size_t i = 0; i < pixels; ++i, pixel += samples) {
+        const double luminance = pixel[0];
+        const double blue = pixel[1] - middle;
+        const double red = pixel[2] - middle;
+        pixel[0] = sampleOf(luminance + 1.402 * red);
+        pixel[1] = sampleOf(luminance - 0.344136 * blue - 0.714136 * red);
+        pixel[2] = sampleOf(luminance + 1.772 * blue);
     }
 }
 
@@ -235,8 +262,12 @@ class VipsReader : public PictureReader {
             orientation_ = vips_image_get_orientation(opened.get_image());
         }
         if (format == PhotoFormat::radiance) orientation_ = radianceOrientation(file.descriptor);
-        describe(toRgbOrGrey(opened));
-        noteChanges(file, format);
+        if (isLab(opened)) {
+            describeLab(opened);
+        } else {
+            describe(toRgbOrGrey(opened));
+            noteChanges(file, format);
+        }
     }
 
     [[nodiscard]] Result readRows(int stripRows, const TakeRows& take) override;
@@ -253,6 +284,13 @@ class VipsReader : public PictureReader {
         pixels_ = toKnownDepth(image, &format.type);
     }
 
+    void describeLab(const VImage& image) {
+        const bool isByte = image.coding() == VIPS_CODING_LABQ;
+        description_.format = {3, false, isByte ? SampleType::uint8 : SampleType::uint16};
+        pixels_ = labFloats(image);
+        isLab_ = true;
+    }
+
     void noteChanges(const PictureFile& file, PhotoFormat format) {
         const bool isFloat = description_.format.type == SampleType::float32;
         if (format == PhotoFormat::jpeg2000 && !isFloat) {
@@ -262,6 +300,7 @@ class VipsReader : public PictureReader {
             if (facts.bits > 0 && facts.bits < room) {
                 change_.highest = ((1U << facts.bits) - 1U) << (room - facts.bits);
             }
+            change_.isYcc = facts.isYcc && description_.format.colours == 3;
             if (isProfileOf(profileColourSpace(description_.format.colours),
                             facts.profile.constData(),
                             static_cast<std::size_t>(facts.profile.size()))) {
@@ -280,35 +319,46 @@ class VipsReader : public PictureReader {
     }
 
     [[nodiscard]] bool changesSamples() const {
-        return change_.isLinear || change_.highest != 0 || change_.alphaUpTo255;
+        return isLab_ || change_.isLinear || change_.highest != 0 || change_.isYcc;
     }
-    void changeSamples(std::byte* rows, std::size_t pixels) const;
+    void changeSamples(std::vector<std::byte>& rows, std::size_t pixels) const;
 
     std::filesystem::path path_;
     std::vector<char> fileBytes_;  // what the picture reads from, where that is memory
     VImage pixels_;
+    bool isLab_ = false;
     SampleChange change_;
 };
 
-void VipsReader::changeSamples(std::byte* rows, std::size_t pixels) const {
+void VipsReader::changeSamples(std::vector<std::byte>& rows, std::size_t pixels) const {
     const PixelFormat& format = description_.format;
-    const std::size_t count = pixels * static_cast<std::size_t>(format.samples());
-    switch (format.type) {
-        case SampleType::uint8:
-            stretch(reinterpret_cast<unsigned char*>(rows), count, change_.highest);
-            break;
-        case SampleType::uint16:
-            stretch(reinterpret_cast<unsigned short*>(rows), count, change_.highest);
-            break;
-        case SampleType::float32:
-            changeFloats(reinterpret_cast<float*>(rows), pixels, format, change_);
-            break;
+    if (isLab_) {
+        auto* floats = reinterpret_cast<float*>(rows.data());
+        labToSrgb(floats, floats, pixels);
     }
+    withSampleType(format.type, [&]<typename Sample>() {
+        auto* samples = reinterpret_cast<Sample*>(rows.data());
+        if (isLab_) {
+            const std::vector<float> colours(
+                reinterpret_cast<const float*>(rows.data()),
+                reinterpret_cast<const float*>(rows.data()) + 3 * pixels);
+            for (const float colour : colours)
+                *samples++ =
+                    static_cast<Sample>(colour * static_cast<float>(fullValue<Sample>()) + 0.5F);
+        } else if constexpr (std::is_same_v<Sample, float>) {
+            showLight(samples, pixels, format);
+        } else {
+            const std::size_t count = pixels * static_cast<std::size_t>(format.samples());
+            if (change_.highest != 0) stretch(samples, count, change_.highest);
+            if (change_.isYcc) yccToRgb(samples, pixels, format.samples());
+        }
+    });
 }
 
 PictureReader::Result VipsReader::readRows(int stripRows, const TakeRows& take) {
     vips_error_clear();
-    const std::size_t rowBytes = description_.bytesPerRow();
+    const std::size_t rowBytes =
+        static_cast<std::size_t>(pixels_.width()) * VIPS_IMAGE_SIZEOF_PEL(pixels_.get_image());
     VipsRegion* region = vips_region_new(pixels_.get_image());
     std::vector<std::byte> packed;
     Result result = Result::done;
@@ -329,8 +379,8 @@ PictureReader::Result VipsReader::readRows(int stripRows, const TakeRows& take) 
                             VIPS_REGION_ADDR(region, 0, y + i), rowBytes);
             }
             if (changesSamples()) {
-                changeSamples(packed.data(), static_cast<std::size_t>(area.width) *
-                                                 static_cast<std::size_t>(area.height));
+                changeSamples(packed, static_cast<std::size_t>(area.width) *
+                                          static_cast<std::size_t>(area.height));
             }
             rows = packed.data();
         }

@@ -173,6 +173,7 @@ void setTags(TIFF* tiff, const PixelData& picture, const TiffShape& shape) {
                  shape.separatePlanes ? PLANARCONFIG_SEPARATE : PLANARCONFIG_CONTIG);
     TIFFSetField(tiff, TIFFTAG_COMPRESSION, shape.compression);
     TIFFSetField(tiff, TIFFTAG_ORIENTATION, shape.orientation);
+    if (shape.photometric == PHOTOMETRIC_YCBCR) TIFFSetField(tiff, TIFFTAG_YCBCRSUBSAMPLING, 1, 1);
     if (format.alpha && shape.photometric != PHOTOMETRIC_SEPARATED) {
         TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, 1, &shape.kindOfAlpha);
     }

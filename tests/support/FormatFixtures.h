@@ -38,7 +38,7 @@ struct HeifShape {
     int bits = 8;
     int orientation = 1;                      // as the file's own transformation
     std::optional<int> exifOrientation = {};  // as EXIF
-    std::optional<int> primaries = {};        // by number, instead of a profile
+    std::optional<int> primaries = {};        // by number; for AV1 of 10 bits alone
 };
 // Without loss but for the conversion to luminance and back. Deep pictures are of 16 bit.
 void writeHeif(const Image& image, const std::filesystem::path& path, const HeifShape& shape);

@@ -77,7 +77,8 @@ void writeAvifOfTenBits(const Image& image, const std::filesystem::path& path,
                                                : 0;
     const std::string command =
         "avifenc -d 10 -y 444 --min 0 --max 0 --minalpha 0 --maxalpha 0 -s 8 " +
-        (turns == 0 ? std::string() : "--irot " + std::to_string(turns)) + " '" +
+        (turns == 0 ? std::string() : "--irot " + std::to_string(turns)) +
+        (shape.primaries ? " --cicp " + std::to_string(*shape.primaries) + "/13/6" : "") + " '" +
         (folder / "picture.png").native() + "' '" + (folder / "picture.avif").native() +
         "' >/dev/null 2>&1";
     if (std::system(command.c_str()) != 0) throw std::runtime_error("no AVIF was written");
@@ -100,13 +101,6 @@ void writeHeif(const Image& image, const std::filesystem::path& path, const Heif
     heif_image* pixels = heifImage(image, shape);
     heif_encoding_options* options = heif_encoding_options_alloc();
     options->image_orientation = static_cast<heif_orientation>(shape.orientation);
-    options->macOS_compatibility_workaround_no_nclx_profile = 0;
-    options->save_two_colr_boxes_when_ICC_and_nclx_available = 1;
-    heif_color_profile_nclx* colours = heif_nclx_color_profile_alloc();
-    colours->color_primaries = static_cast<heif_color_primaries>(shape.primaries.value_or(1));
-    colours->matrix_coefficients = heif_matrix_coefficients_ITU_R_BT_601_6;
-    colours->full_range_flag = 1;
-    options->output_nclx_profile = colours;
     heif_image_handle* handle = nullptr;
     check(heif_context_encode_image(context, pixels, encoder, options, &handle));
     if (shape.exifOrientation) {
@@ -117,7 +111,6 @@ void writeHeif(const Image& image, const std::filesystem::path& path, const Heif
     }
     check(heif_context_write_to_file(context, path.c_str()));
     heif_image_handle_release(handle);
-    heif_nclx_color_profile_free(colours);
     heif_encoding_options_free(options);
     heif_image_release(pixels);
     heif_encoder_release(encoder);
