@@ -23,6 +23,7 @@
 #include "app/SharedState.h"
 #include "batch/BatchActivity.h"
 #include "fusion/EnfuseSettingsWindow.h"
+#include "imaging/PhotoFormat.h"
 #include "preview/PreviewWindow.h"
 #include "sources/SourcesWindow.h"
 
@@ -240,16 +241,27 @@ void MainInterface::showBatchActivity() {
     }
 }
 
+namespace {
+
+// The usual endings in small and in capital letters.
+QString photographPatterns() {
+    QStringList patterns;
+    for (const std::string_view ending : usualEndings()) {
+        const QString text = QString::fromLatin1(ending.data(), static_cast<int>(ending.size()));
+        patterns << "*." + text << "*." + text.toUpper();
+    }
+    return patterns.join(' ');
+}
+
+}  // namespace
+
 void MainInterface::chooseImages() {
     QSettings settings;
     const QString pictures = QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
     QFileDialog panel(this, tr("Add Images"), settings.value(imageFolderKey, pictures).toString());
     panel.setObjectName("addImagesPanel");
     panel.setFileMode(QFileDialog::ExistingFiles);
-    panel.setNameFilters(
-        {tr("Photographs (*.jpg *.jpeg *.png *.tif *.tiff *.webp *.JPG *.JPEG *.PNG *.TIF *.TIFF "
-            "*.WEBP)"),
-         tr("All files (*)")});
+    panel.setNameFilters({tr("Photographs (%1)").arg(photographPatterns()), tr("All files (*)")});
     if (panel.exec() != QDialog::Accepted) return;
     settings.setValue(imageFolderKey, panel.directory().absolutePath());
     std::vector<fs::path> files;

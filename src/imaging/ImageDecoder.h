@@ -6,12 +6,19 @@
 
 namespace lumaweave {
 
-// What the files of photographs hold, as pictures: JPEG, PNG, TIFF and WebP, told by their content
-// and not by their names. Pixels are turned upright; depth and colour profile stay as they are.
-// CMYK, Lab and the like become RGB. Anything that is not a regular file is refused without being
-// read; a truncated file is refused whole, and so is a damaged one, except that a JPEG's scan is
-// taken as far as it can be read: cameras leave stray bytes there that must not cost a photograph.
-// All functions may be called from any thread, several at a time.
+// What the files of photographs hold, as pictures: JPEG, PNG, TIFF, WebP, HEIC, AVIF, JPEG 2000,
+// JPEG XL, OpenEXR, Radiance, the raw files of cameras, and bitmaps that Qt reads; told by their
+// content and not by their names. Pixels are turned upright once. Depth stays: 8-bit samples as
+// they are, others of up to 16 bits as 16-bit, white being the highest number, 32-bit integers as
+// 16-bit, floats as floats. The colour profile stays where the pixels are still what it describes;
+// CMYK and Lab become sRGB. Linear light (OpenEXR, Radiance, JPEG XL of that kind) becomes display
+// values by sRGB's curve, which goes on above white: nothing brighter is lost. Floats of a TIFF are
+// display values already. Raw files are developed (RawDecoder.h).
+//
+// Anything that is not a regular file is refused without being read, and so is whatever is no
+// photograph; a truncated file is refused whole, and so is a damaged one, except that a JPEG's scan
+// is taken as far as it can be read: cameras leave stray bytes there that must not cost a
+// photograph. All functions may be called from any thread, several at a time.
 
 // Why there is no picture.
 enum class DecodeFailure {

@@ -147,6 +147,14 @@ class RawSearch {
 
 }  // namespace
 
+std::span<const std::string_view> usualEndings() {
+    static constexpr std::string_view endings[] = {
+        "jpg",  "jpeg", "png", "tif", "tiff", "webp", "heic", "heif", "hif",
+        "avif", "jp2",  "j2k", "jxl", "exr",  "hdr",  "bmp",  "cr2",  "cr3",
+        "nef",  "arw",  "raf", "orf", "rw2",  "pef",  "dng"};
+    return endings;
+}
+
 bool isRawTiff(const ReadBytes& read) {
     return RawSearch(read).run();
 }

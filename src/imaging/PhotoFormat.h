@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <span>
+#include <string_view>
 
 #include "imaging/TiffDirectory.h"
 
@@ -37,7 +38,11 @@ inline constexpr std::size_t formatHeadBytes = 32;
 // whatever camera or scanner it names, is none.
 [[nodiscard]] bool isRawTiff(const ReadBytes& read);
 
-// Both together.
+// The endings that such files usually have, in small letters, for choosing among files. They say
+// nothing of what is in a file.
+[[nodiscard]] std::span<const std::string_view> usualEndings();
+
+// The format of a file: its first bytes and, for a TIFF, its directories.
 [[nodiscard]] PhotoFormat photoFormatOf(const ReadBytes& read);
 
 }  // namespace lumaweave

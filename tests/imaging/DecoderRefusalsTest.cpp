@@ -11,12 +11,15 @@
 #include <functional>
 #include <random>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "ImagingSupport.h"
 #include "imaging/ImageDecoder.h"
 #include "imaging/VipsLibrary.h"
 #include "platform/WorkingFolder.h"
 #include "support/FileSizeLimit.h"
+#include "support/FormatFixtures.h"
 #include "support/PrivateMemory.h"
 #include "support/Recorders.h"
 #include "support/TestFolder.h"
@@ -161,6 +164,53 @@ TEST_F(DecoderRefusalsTest, PicturesThatAreNoPhotographs) {
     EXPECT_FALSE(decodeImage(folder.write("still.gif", head + frame + ";")).isNull());
     vipsImage(asymmetricPicture(8, 8)).write_to_file((folder / "own.v").c_str());
     expectUnreadable(folder / "own.v");
+}
+
+TEST_F(DecoderRefusalsTest, MoviesSoundsAndArchives) {
+    const std::string rest(2000, 'x');
+    expectUnreadableContent("clip.mp4", std::string("\0\0\0\x18"
+                                                    "ftypmp42\0\0\0\0mp42isom",
+                                                    24) +
+                                            rest);
+    expectUnreadableContent("clip.mov", std::string("\0\0\0\x14"
+                                                    "ftypqt  \0\0\2\0qt  ",
+                                                    20) +
+                                            rest);
+    expectUnreadableContent("clip.jpg", std::string("\0\0\0\x18"
+                                                    "ftypisom\0\0\2\0isomavc1",
+                                                    24) +
+                                            rest);
+    expectUnreadableContent("clip.avi", std::string("RIFF\xF0\7\0\0AVI LIST", 16) + rest);
+    expectUnreadableContent("clip.mkv", std::string("\x1A\x45\xDF\xA3", 4) + rest);
+    expectUnreadableContent("sound.wav", std::string("RIFF\xF0\7\0\0WAVEfmt ", 16) + rest);
+    expectUnreadableContent("archive.zip", std::string("PK\3\4", 4) + rest);
+    expectUnreadableContent("layers.psd", std::string("8BPS\0\1", 6) + rest);
+    expectUnreadableContent("page.html", "<!DOCTYPE html><html></html>");
+    expectUnreadableContent("letter.txt", "BMW is not a bitmap, and P3 is no map either.\n");
+}
+
+TEST_F(DecoderRefusalsTest, NewerFormatsThatAreTruncatedOrDamaged) {
+    const Image deep = asymmetricPicture(120, 90, {3, false, SampleType::uint16});
+    const Image light = asymmetricPicture(120, 90, {3, false, SampleType::float32});
+    const fs::path file = folder / "whole";
+    const std::vector<std::pair<const char*, std::function<void()>>> writers = {
+        {"HEIC", [&] { test::writeHeif(deep, file, {.bits = 12}); }},
+        {"AVIF", [&] { test::writeHeif(deep, file, {.av1 = true, .bits = 12}); }},
+        {"JPEG 2000", [&] { test::writeJpeg2000(deep, file, {.bits = 16}); }},
+        {"JPEG XL", [&] { test::writeJxl(deep, file); }},
+        {"OpenEXR", [&] { test::writeExr(light, file, {}); }},
+        {"OpenEXR in tiles", [&] { test::writeExr(light, file, {.tiled = true}); }},
+        {"Radiance", [&] { test::writeRadiance(light, file); }}};
+    for (const auto& [name, write] : writers) {
+        SCOPED_TRACE(name);
+        write();
+        ASSERT_FALSE(decodeImage(file).isNull());
+        const std::string whole = readFile(file);
+        for (const std::size_t percent : {1U, 10U, 30U, 60U, 95U}) {
+            expectUnreadableContent("truncated", whole.substr(0, whole.size() * percent / 100),
+                                    true);
+        }
+    }
 }
 
 TEST_F(DecoderRefusalsTest, APictureWithAVeryLongSide) {

@@ -155,6 +155,18 @@ TEST_F(AdaptersTest, EnfuseDoesNotGetTheCacheSize) {
     EXPECT_THAT(enfuse({"-m"}), ElementsAre(identity));
 }
 
+TEST_F(AdaptersTest, EnfuseMakesFloatsOfFloatsWhateverDepthItIsAskedFor) {
+    setenv("LUMAWEAVE_FLOATS", "yes", 1);
+    for (const char* depth : {"--depth=8", "--depth=16", "--depth=r32"}) {
+        EXPECT_THAT(
+            enfuse({"-o", "--depth=8", depth, "in.tif"}),
+            ElementsAre("--blend-colorspace=IDENTITY", "-o", "--depth=8", "--depth=r32", "in.tif"));
+    }
+    unsetenv("LUMAWEAVE_FLOATS");
+    EXPECT_THAT(enfuse({"--depth=8", "in.tif"}),
+                ElementsAre("--blend-colorspace=IDENTITY", "--depth=8", "in.tif"));
+}
+
 TEST_F(AdaptersTest, AnOutputFileMayBeNamedLikeAnOption) {
     EXPECT_THAT(enfuse({"-o", "-m", "a.tif", "b.tif"}),
                 ElementsAre(identity, "-o", "-m", "a.tif", "b.tif"));
