@@ -8,6 +8,7 @@
 #include "imaging/MetadataSupport.h"
 #include "imaging/MetadataWriter.h"
 #include "platform/WorkingFolder.h"
+#include "support/FormatFixtures.h"
 #include "support/Pictures.h"
 #include "support/Recorders.h"
 #include "support/TestFolder.h"
@@ -163,6 +164,41 @@ TEST_F(MetadataTest, AHeicSourceCarriesItsTags) {
     EXPECT_EQ(result.at("ExifIFD:FNumber"), "[5.6]");
     EXPECT_EQ(result.at("XMP-dc:Title"), "Title");
     EXPECT_THAT(complaintsIn(result), IsEmpty());
+}
+
+TEST_F(MetadataTest, AnAvifSourceCarriesItsTags) {
+    const fs::path source = folder / "source.avif";
+    vipsImage(makeImage(64, 48, {}, sceneAt(1)))
+        .heifsave(source.c_str(),
+                  vips::VImage::option()->set("compression", VIPS_FOREIGN_HEIF_COMPRESSION_AV1));
+    ASSERT_TRUE(
+        writeTags(source, {"-IFD0:Make=Maker", "-ExifIFD:FNumber=5.6", "-XMP-dc:Title=Title"}));
+    const Tags result = carried(source);
+    EXPECT_EQ(result.at("IFD0:Make"), "Maker");
+    EXPECT_EQ(result.at("ExifIFD:FNumber"), "[5.6]");
+    EXPECT_EQ(result.at("XMP-dc:Title"), "Title");
+    EXPECT_THAT(complaintsIn(result), IsEmpty());
+}
+
+TEST_F(MetadataTest, ARawFileWithAMosaicCarriesItsTags) {
+    const fs::path source = folder / "source.dng";
+    writeDng(32, 32, [](int, int, int) { return 0.3; }, source, {});
+    ASSERT_TRUE(writeTags(source, {"-ExifIFD:FNumber=5.6", "-ExifIFD:ISO=200"}));
+    const Tags result = carried(source);
+    EXPECT_EQ(result.at("IFD0:Make"), "Test");
+    EXPECT_EQ(result.at("ExifIFD:FNumber"), "[5.6]");
+    EXPECT_EQ(result.at("ExifIFD:ISO"), "[200]");
+    EXPECT_THAT(complaintsIn(result), IsEmpty());
+}
+
+// The metadata library does not know these.
+TEST_F(MetadataTest, FilesOfLightAndJpegXlCarryNothing) {
+    const Image picture = makeImage(32, 32, {3, false, SampleType::float32}, sceneAt(1));
+    writeExr(picture, folder / "source.exr", {});
+    writeRadiance(picture, folder / "source.hdr");
+    writeJxl(picture, folder / "source.jxl");
+    for (const char* name : {"source.exr", "source.hdr", "source.jxl"})
+        EXPECT_EQ(readMetadata(folder / name), nullptr) << name;
 }
 
 // A raw file's own directory is full of what its raw pixels need to be developed.
