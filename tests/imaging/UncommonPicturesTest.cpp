@@ -275,6 +275,24 @@ TEST_F(UncommonPicturesTest, Jpeg2000OfLuminanceAndColourDifferences) {
     expectDecodedTo(makeImage(48, 32, rgb8, smooth), 2.01 / 255);
 }
 
+// And not one that comes of shifting ten bits up to sixteen.
+TEST_F(UncommonPicturesTest, WhiteIsTheHighestNumberInEveryDepth) {
+    const Image white = makeImage(32, 32, rgb16, [](int, int, int) { return 1.0; });
+    for (const int bits : {10, 12}) {
+        SCOPED_TRACE(bits);
+        test::writeHeif(white, file, {.bits = bits});
+        expectDecodedTo(white, 0);
+        test::writeHeif(white, file, {.av1 = true, .bits = bits});
+        expectDecodedTo(white, 0);
+        test::writeJpeg2000(white, file, {.bits = bits});
+        expectDecodedTo(white, 0);
+    }
+    test::writeJxl(white, file);
+    expectDecodedTo(white, 0);
+    writePackedTiff(file, 12, white);
+    expectDecodedTo(white, 0);
+}
+
 // EXIF says how the camera was held; the file itself has been turned by that already.
 TEST_F(UncommonPicturesTest, HeicIsTurnedByItsFileAndNotByItsExif) {
     const Image picture = makeImage(48, 32, rgb8, smooth);
