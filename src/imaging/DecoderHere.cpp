@@ -3,6 +3,7 @@
 #include <sys/statvfs.h>
 
 #include <cstring>
+#include <exception>
 #include <functional>
 #include <string>
 
@@ -106,7 +107,12 @@ OpenedPicture openPicture(const fs::path& path, LastResort lastResort = LastReso
     const ReadBytes read = [&file](std::uint64_t offset, void* to, std::size_t byteCount) {
         return file.readAt(offset, to, byteCount);
     };
-    OpenedPicture picture = openAs(photoFormatOf(read), {file, path}, lastResort);
+    OpenedPicture picture;
+    try {
+        picture = openAs(photoFormatOf(read), {file, path}, lastResort);
+    } catch (const std::exception& error) {
+        Log(path.native() + ": " + error.what());
+    }
     if (picture && isTooLarge(picture->description())) {
         Log("Too many pixels: " + path.native());
         return nullptr;

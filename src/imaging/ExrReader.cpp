@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <exception>
-#include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -71,15 +71,7 @@ class ExrReader : public WholePictureReader {
     }
 
   private:
-    [[nodiscard]] Image decode() override {
-        try {
-            return read();
-        } catch (const std::exception& error) {
-            Log(path_.native() + ": " + error.what());
-            return {};
-        }
-    }
-    [[nodiscard]] Image read();
+    [[nodiscard]] Image decode() override;
     void develop(float* row, int width) const;
 
     std::filesystem::path path_;
@@ -87,7 +79,7 @@ class ExrReader : public WholePictureReader {
     std::vector<std::string> names_;
 };
 
-Image ExrReader::read() {
+Image ExrReader::decode() {
     const Imath::Box2i& stored = file_.header().dataWindow();
     const Imath::Box2i& shown = file_.header().displayWindow();
     const std::int64_t storedWidth = std::int64_t{stored.max.x} - stored.min.x + 1;

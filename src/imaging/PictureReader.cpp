@@ -1,11 +1,21 @@
 #include "imaging/PictureReader.h"
 
 #include <algorithm>
+#include <exception>
+#include <string>
+
+#include "platform/Log.h"
 
 namespace lumaweave {
 
 bool WholePictureReader::prepare() {
-    picture_ = decode();
+    try {
+        picture_ = decode();
+    } catch (const std::exception& error) {
+        // Above all too little memory.
+        Log(std::string("A picture could not be decoded: ") + error.what());
+        return false;
+    }
     if (picture_.isNull()) return false;
     description_ = picture_.pixels();
     description_.bytes = nullptr;

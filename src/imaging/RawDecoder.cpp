@@ -2,7 +2,6 @@
 
 #include <libraw/libraw.h>
 
-#include <cstring>
 #include <exception>
 #include <new>
 #include <string>
@@ -14,7 +13,9 @@ namespace lumaweave {
 namespace {
 
 struct ReleaseMemoryImage {
-    void operator()(libraw_processed_image_t* image) const { LibRaw::dcraw_clear_mem(image); }
+    void operator()(libraw_processed_image_t* image) const {
+        if (image != nullptr) LibRaw::dcraw_clear_mem(image);
+    }
 };
 
 class RawReader : public WholePictureReader {
@@ -62,8 +63,9 @@ class RawReader : public WholePictureReader {
     [[nodiscard]] Image decode() override {
         if (!succeeds(raw_->unpack()) || !succeeds(raw_->dcraw_process())) return {};
         int error = LIBRAW_SUCCESS;
-        const std::unique_ptr<libraw_processed_image_t, ReleaseMemoryImage> developed(
-            raw_->dcraw_make_mem_image(&error));
+        const std::shared_ptr<libraw_processed_image_t> developed(
+            raw_->dcraw_make_mem_image(&error), ReleaseMemoryImage());
+        raw_->recycle();  // the mosaic and what it was developed in take more than the picture
         if (!succeeds(error) || !developed) return {};
         if (damaged_) {
             Log(path_.native() + ": damaged");
@@ -74,10 +76,14 @@ class RawReader : public WholePictureReader {
             Log(path_.native() + ": developed into an unknown form");
             return {};
         }
-        const PixelFormat format = {developed->colors, false, SampleType::uint16};
-        PixelBuffer buffer(developed->width, developed->height, format);
-        std::memcpy(buffer.row<std::byte>(0), developed->data, buffer.description().byteCount());
-        return std::move(buffer).finish();
+        PixelData picture;
+        picture.width = developed->width;
+        picture.height = developed->height;
+        picture.format = {developed->colors, false, SampleType::uint16};
+        picture.bytes = reinterpret_cast<const std::byte*>(developed->data);
+        picture.owner = developed;
+        if (picture.byteCount() > developed->data_size) return {};
+        return Image(std::make_shared<const PixelData>(std::move(picture)));
     }
 
     std::filesystem::path path_;

@@ -172,9 +172,10 @@ Jpeg2000Facts jpeg2000Facts(const FileDescriptor& file) {
     Jpeg2000Facts facts;
     constexpr std::size_t bitsOffset = 42;  // behind the sizes of picture and tiles
     const std::size_t codestream = bytes.find("\xFF\x4F\xFF\x51"sv);
-    if (codestream != std::string_view::npos && codestream + bitsOffset < bytes.size()) {
-        facts.bits = (static_cast<unsigned char>(bytes[codestream + bitsOffset]) & 0x7F) + 1;
+    if (codestream == std::string_view::npos || codestream + bitsOffset >= bytes.size()) {
+        return facts;
     }
+    facts.bits = (static_cast<unsigned char>(bytes[codestream + bitsOffset]) & 0x7F) + 1;
     // The box of colours: its length, its name, a 1 or 2, two bytes, a number or a profile.
     constexpr std::size_t boxHead = 11;
     constexpr std::size_t fieldBytes = 4;
