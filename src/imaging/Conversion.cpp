@@ -28,7 +28,7 @@ To sampleAs(From value) {
     } else if constexpr (std::is_same_v<From, float>) {
         const auto full = static_cast<float>(fullValue<To>());
         // Written so that a value that is not a number becomes black.
-        return value > 0 ? static_cast<To>(std::min(value, 1.0F) * full + 0.5F) : To{0};
+        return value > 0 ? static_cast<To>(std::lround(std::min(value, 1.0F) * full)) : To{0};
     } else {
         constexpr unsigned fromFull = fullValue<From>();
         constexpr unsigned toFull = fullValue<To>();

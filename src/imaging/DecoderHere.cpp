@@ -125,7 +125,7 @@ OpenedPicture openPicture(const fs::path& path, LastResort lastResort = LastReso
 DecodedFile decodeToTiffHere(const fs::path& path, const fs::path& tiffPath) {
     const OpenedPicture picture = openPicture(path);
     if (!picture || !picture->prepare()) return {{}, DecodeFailure::unreadable};
-    const DecodedFile decoded = streamToTiff(
+    DecodedFile decoded = streamToTiff(
         [&picture](int stripRows, const PictureReader::TakeRows& take) {
             return picture->readRows(stripRows, take);
         },

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -344,8 +345,8 @@ void VipsReader::changeSamples(std::vector<std::byte>& rows, std::size_t pixels)
                 reinterpret_cast<const float*>(rows.data()),
                 reinterpret_cast<const float*>(rows.data()) + 3 * pixels);
             for (const float colour : colours)
-                *samples++ =
-                    static_cast<Sample>(colour * static_cast<float>(fullValue<Sample>()) + 0.5F);
+                *samples++ = static_cast<Sample>(
+                    std::lround(colour * static_cast<float>(fullValue<Sample>())));
         } else if constexpr (std::is_same_v<Sample, float>) {
             showLight(samples, pixels, format);
         } else {
