@@ -261,6 +261,7 @@ void MainInterface::chooseImages() {
     QFileDialog panel(this, tr("Add Images"), settings.value(imageFolderKey, pictures).toString());
     panel.setObjectName("addImagesPanel");
     panel.setFileMode(QFileDialog::ExistingFiles);
+    panel.setOption(QFileDialog::HideNameFilterDetails);  // fifty endings would widen the panel
     panel.setNameFilters({tr("Photographs (%1)").arg(photographPatterns()), tr("All files (*)")});
     if (panel.exec() != QDialog::Accepted) return;
     settings.setValue(imageFolderKey, panel.directory().absolutePath());

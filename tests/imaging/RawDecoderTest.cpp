@@ -39,7 +39,7 @@ class RawDecoderTest : public testing::Test {
     // The linear light in the middle of a patch of a developed picture, of one colour.
     static double lightOf(const Image& developed, int patch, int colour) {
         const int x = patch * patchSide + patchSide / 2;
-        const Image spot = developed.cropped(QRectF(x - 4, height / 2 - 4, 8, 8), 8, 8);
+        const Image spot = developed.cropped(QRectF(QRect(x - 4, height / 2 - 4, 8, 8)), 8, 8);
         const std::vector<double> samples = test::samplesOf(spot);
         double sum = 0;
         for (std::size_t i = 0; i < 64; ++i)

@@ -90,7 +90,7 @@ QByteArray rgbProfileOf(const RgbSpace& space, cmsToneCurve* curve) {
     const cmsCIExyY white = {space.white[0], space.white[1], 1};
     const cmsCIExyYTRIPLE colours = {{p[0], p[1], 1}, {p[2], p[3], 1}, {p[4], p[5], 1}};
     cmsToneCurve* curves[] = {curve, curve, curve};
-    const QByteArray bytes = saved(cmsCreateRGBProfile(&white, &colours, curves));
+    QByteArray bytes = saved(cmsCreateRGBProfile(&white, &colours, curves));
     cmsFreeToneCurve(curve);
     return bytes;
 }
@@ -116,7 +116,7 @@ QByteArray linearProfileOf(const RgbSpace& space) {
 
 QByteArray greyProfileOf(double gamma) {
     cmsToneCurve* curve = cmsBuildGamma(nullptr, gamma);
-    const QByteArray bytes = saved(cmsCreateGrayProfile(cmsD50_xyY(), curve));
+    QByteArray bytes = saved(cmsCreateGrayProfile(cmsD50_xyY(), curve));
     cmsFreeToneCurve(curve);
     return bytes;
 }
