@@ -33,9 +33,8 @@ enum class ReaderExit {
 // Memory of its own that a reader may take, in bytes.
 inline constexpr std::uint64_t readerMemory = std::uint64_t{2} << 30;
 
-// How long the decoding of a file may take, of one core: a camera's file takes some tenths of a
-// second for each megabyte, and the slowest of them, raw ones, two. Small files that take longer
-// are made for that.
+// How long the decoding of a file may take, of one core: many times what a camera's file of that
+// size takes. Small files that take longer are made for that.
 [[nodiscard]] inline std::chrono::seconds decodingTime(std::uint64_t fileSize) {
     constexpr std::uint64_t megabyte = 1'000'000;
     constexpr std::uint64_t most = 600;
