@@ -32,6 +32,12 @@ enum class ReaderExit {
 
 // Memory of its own that a reader may take, in bytes.
 inline constexpr std::uint64_t readerMemory = std::uint64_t{2} << 30;
+// Not under a sanitizer, whose shadow takes terabytes.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool isReaderMemoryLimited = false;
+#else
+inline constexpr bool isReaderMemoryLimited = true;
+#endif
 
 // How long the decoding of a file may take, of one core: many times what a camera's file of that
 // size takes. Small files that take longer are made for that.

@@ -12,15 +12,6 @@
 
 #include "imaging/ReaderJobs.h"
 
-// A sanitizer's shadow takes terabytes of address space.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define LUMAWEAVE_SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define LUMAWEAVE_SANITIZED 1
-#endif
-#endif
-
 namespace lumaweave {
 
 namespace {
@@ -50,10 +41,8 @@ void takeMessage(const gchar* domain, GLogLevelFlags level, const gchar* message
 void limitThisProcess(std::chrono::seconds time) {
     limit(RLIMIT_CORE, 0);
     limit(RLIMIT_CPU, static_cast<rlim_t>(time.count()));
-#ifndef LUMAWEAVE_SANITIZED
     // What is written to; the map of a decoded picture is not memory.
-    limit(RLIMIT_DATA, static_cast<rlim_t>(readerMemory));
-#endif
+    if (isReaderMemoryLimited) limit(RLIMIT_DATA, static_cast<rlim_t>(readerMemory));
     std::set_new_handler(endForWantOfMemory);
     g_log_set_default_handler(takeMessage, nullptr);
 }
