@@ -10,7 +10,7 @@ program_packages=(enfuse hugin-tools libqt6svg6 qt6-wayland xdg-utils)
 display_packages=(xvfb xauth libgl1-mesa-dri fonts-dejavu-core)
 test_packages=(
     libgtest-dev libgmock-dev libglu1-mesa-dev libjxl-dev libopenjp2-7-dev libavif-bin
-    libtiff-tools libimage-exiftool-perl locales
+    zlib1g-dev libtiff-tools libimage-exiftool-perl locales
 )
 bench_packages=(libbenchmark-dev libvips-tools)
 

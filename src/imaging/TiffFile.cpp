@@ -3,13 +3,13 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <tiffio.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <memory>
 
 #include "imaging/PixelData.h"
+#include "imaging/TiffLayout.h"
 #include "imaging/VipsLibrary.h"
 
 namespace lumaweave {
@@ -18,51 +18,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct TiffCloser {
-    void operator()(TIFF* tiff) const { TIFFClose(tiff); }
-};
-using OpenTiff = std::unique_ptr<TIFF, TiffCloser>;
-
 OpenTiff openTiff(const fs::path& path) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
     startVips();  // it takes libtiff's messages, which would go to standard error
     return OpenTiff(TIFFOpen(path.c_str(), "rm"));
-}
-
-struct TiffLayout {
-    std::uint32_t width = 0;
-    std::uint32_t height = 0;
-    std::uint16_t samples = 1;
-    std::uint16_t bits = 1;
-    std::uint16_t sampleFormat = SAMPLEFORMAT_UINT;
-    std::uint16_t photometric = PHOTOMETRIC_PALETTE;
-    std::uint16_t planes = PLANARCONFIG_CONTIG;
-    std::uint16_t compression = COMPRESSION_NONE;
-    std::uint16_t orientation = ORIENTATION_TOPLEFT;
-    std::uint16_t extraSamples = 0;
-    std::uint16_t extraKind = 0;
-    float xPosition = 0;
-    float yPosition = 0;
-};
-
-TiffLayout layoutOf(TIFF* tiff) {
-    TiffLayout layout;
-    const std::uint16_t* extraKinds = nullptr;
-    TIFFGetField(tiff, TIFFTAG_IMAGEWIDTH, &layout.width);
-    TIFFGetField(tiff, TIFFTAG_IMAGELENGTH, &layout.height);
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLESPERPIXEL, &layout.samples);
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_BITSPERSAMPLE, &layout.bits);
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLEFORMAT, &layout.sampleFormat);
-    TIFFGetField(tiff, TIFFTAG_PHOTOMETRIC, &layout.photometric);
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_PLANARCONFIG, &layout.planes);
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_COMPRESSION, &layout.compression);
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_ORIENTATION, &layout.orientation);
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_EXTRASAMPLES, &layout.extraSamples, &extraKinds);
-    if (layout.extraSamples > 0) layout.extraKind = extraKinds[0];
-    TIFFGetField(tiff, TIFFTAG_XPOSITION, &layout.xPosition);
-    TIFFGetField(tiff, TIFFTAG_YPOSITION, &layout.yPosition);
-    return layout;
 }
 
 std::optional<PixelFormat> pixelFormat(const TiffLayout& layout) {
@@ -127,7 +87,7 @@ class FileMap {
 std::optional<Image> mapTiff(const fs::path& path) {
     const OpenTiff tiff = openTiff(path);
     if (!tiff || TIFFIsTiled(tiff.get()) != 0 || TIFFIsByteSwapped(tiff.get()) != 0) return {};
-    const TiffLayout layout = layoutOf(tiff.get());
+    const TiffLayout layout = tiffLayoutOf(tiff.get());
     const auto format = pixelFormat(layout);
     if (!format || layout.compression != COMPRESSION_NONE || layout.planes != PLANARCONFIG_CONTIG) {
         return {};
@@ -161,12 +121,12 @@ std::optional<Image> mapTiff(const fs::path& path) {
 bool fusionToolReadsAsShown(const fs::path& path) {
     const OpenTiff tiff = openTiff(path);
     if (!tiff || TIFFIsTiled(tiff.get()) != 0 || TIFFIsBigTIFF(tiff.get()) != 0) return false;
-    const TiffLayout layout = layoutOf(tiff.get());
+    const TiffLayout layout = tiffLayoutOf(tiff.get());
     // The tool would fuse every page of the file, and shift one that says where it lies.
     return pixelFormat(layout).has_value() && layout.planes == PLANARCONFIG_CONTIG &&
            layout.compression != COMPRESSION_JPEG && layout.orientation == ORIENTATION_TOPLEFT &&
-           layout.extraKind != EXTRASAMPLE_ASSOCALPHA && layout.xPosition == 0 &&
-           layout.yPosition == 0 && TIFFLastDirectory(tiff.get()) != 0;
+           !layout.isMultiplied() && layout.xPosition == 0 && layout.yPosition == 0 &&
+           TIFFLastDirectory(tiff.get()) != 0;
 }
 
 }  // namespace lumaweave

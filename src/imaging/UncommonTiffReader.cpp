@@ -1,4 +1,4 @@
-#include <tiffio.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <bit>
@@ -9,6 +9,7 @@
 
 #include "imaging/ColourProfile.h"
 #include "imaging/PictureReader.h"
+#include "imaging/TiffLayout.h"
 #include "imaging/VipsLibrary.h"
 #include "platform/FileDescriptor.h"
 #include "platform/Log.h"
@@ -21,55 +22,22 @@ namespace lumaweave {
 
 namespace {
 
-struct TiffCloser {
-    void operator()(TIFF* tiff) const { TIFFClose(tiff); }
-};
+bool isYcc(const TiffLayout& layout) {
+    return layout.photometric == PHOTOMETRIC_YCBCR && layout.compression != COMPRESSION_JPEG &&
+           layout.compression != COMPRESSION_OJPEG && layout.bits == 8;
+}
 
-struct Layout {
-    std::uint32_t width = 0;
-    std::uint32_t height = 0;
-    std::uint16_t samples = 1;
-    std::uint16_t bits = 1;
-    std::uint16_t sampleFormat = SAMPLEFORMAT_UINT;
-    std::uint16_t photometric = PHOTOMETRIC_MINISBLACK;
-    std::uint16_t planes = PLANARCONFIG_CONTIG;
-    std::uint16_t compression = COMPRESSION_NONE;
-    std::uint16_t orientation = ORIENTATION_TOPLEFT;
-    bool multiplied = false;  // the colours, by their alpha
-
-    [[nodiscard]] bool isYcc() const {
-        return photometric == PHOTOMETRIC_YCBCR && compression != COMPRESSION_JPEG &&
-               compression != COMPRESSION_OJPEG && bits == 8;
+bool hasOddSamples(const TiffLayout& layout) {
+    const std::uint16_t bits = layout.bits;
+    const bool colours = layout.photometric == PHOTOMETRIC_RGB ||
+                         layout.photometric == PHOTOMETRIC_MINISBLACK ||
+                         layout.photometric == PHOTOMETRIC_MINISWHITE;
+    if (!colours) return false;
+    // libvips divides floats by an alpha that goes up to 255.
+    if (layout.sampleFormat == SAMPLEFORMAT_IEEEFP) {
+        return bits == 16 || bits == 64 || (bits == 32 && layout.isMultiplied());
     }
-    [[nodiscard]] bool hasOddSamples() const {
-        const bool colours = photometric == PHOTOMETRIC_RGB ||
-                             photometric == PHOTOMETRIC_MINISBLACK ||
-                             photometric == PHOTOMETRIC_MINISWHITE;
-        if (!colours) return false;
-        // libvips divides floats by an alpha that goes up to 255.
-        if (sampleFormat == SAMPLEFORMAT_IEEEFP) {
-            return bits == 16 || bits == 64 || (bits == 32 && multiplied);
-        }
-        return sampleFormat == SAMPLEFORMAT_UINT && bits > 4 && bits < 16 && bits != 8;
-    }
-};
-
-Layout layoutOf(TIFF* tiff) {
-    Layout layout;
-    TIFFGetField(tiff, TIFFTAG_IMAGEWIDTH, &layout.width);
-    TIFFGetField(tiff, TIFFTAG_IMAGELENGTH, &layout.height);
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLESPERPIXEL, &layout.samples);
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_BITSPERSAMPLE, &layout.bits);
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLEFORMAT, &layout.sampleFormat);
-    TIFFGetField(tiff, TIFFTAG_PHOTOMETRIC, &layout.photometric);
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_PLANARCONFIG, &layout.planes);
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_COMPRESSION, &layout.compression);
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_ORIENTATION, &layout.orientation);
-    std::uint16_t extraSamples = 0;
-    const std::uint16_t* kinds = nullptr;
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_EXTRASAMPLES, &extraSamples, &kinds);
-    layout.multiplied = extraSamples > 0 && kinds[0] == EXTRASAMPLE_ASSOCALPHA;
-    return layout;
+    return layout.sampleFormat == SAMPLEFORMAT_UINT && bits > 4 && bits < 16 && bits != 8;
 }
 
 float halfValue(std::uint16_t half) {
@@ -109,7 +77,7 @@ class UncommonTiffReader : public WholePictureReader {
     explicit UncommonTiffReader(const PictureFile& file) : path_(file.path) {
         startVips();  // it takes libtiff's messages, which would go to standard error
         // Without maps: the file may shrink.
-        const int descriptor = dup(file.descriptor.number());
+        const int descriptor = fcntl(file.descriptor.number(), F_DUPFD_CLOEXEC, 0);
         lseek(descriptor, 0, SEEK_SET);
         tiff_.reset(TIFFFdOpen(descriptor, path_.c_str(), "rm"));
         if (!tiff_) close(descriptor);
@@ -117,17 +85,17 @@ class UncommonTiffReader : public WholePictureReader {
 
     [[nodiscard]] bool open() {
         if (!tiff_) return false;
-        layout_ = layoutOf(tiff_.get());
-        if (!layout_.isYcc() && !layout_.hasOddSamples()) return false;
+        layout_ = tiffLayoutOf(tiff_.get());
+        if (!isYcc(layout_) && !hasOddSamples(layout_)) return false;
         description_.width = static_cast<int>(std::min(layout_.width, 1U << 30));
         description_.height = static_cast<int>(std::min(layout_.height, 1U << 30));
         if (layout_.orientation >= 1 && layout_.orientation <= 8) {
             orientation_ = layout_.orientation;
         }
         PixelFormat& format = description_.format;
-        format.colours = layout_.isYcc() || layout_.photometric == PHOTOMETRIC_RGB ? 3 : 1;
-        format.alpha = !layout_.isYcc() && layout_.samples > format.colours;
-        format.type = layout_.isYcc()                               ? SampleType::uint8
+        format.colours = isYcc(layout_) || layout_.photometric == PHOTOMETRIC_RGB ? 3 : 1;
+        format.alpha = !isYcc(layout_) && layout_.samples > format.colours;
+        format.type = isYcc(layout_)                                ? SampleType::uint8
                       : layout_.sampleFormat == SAMPLEFORMAT_IEEEFP ? SampleType::float32
                                                                     : SampleType::uint16;
         readProfile();
@@ -147,7 +115,7 @@ class UncommonTiffReader : public WholePictureReader {
     [[nodiscard]] Image decode() override {
         PixelBuffer buffer(description_.width, description_.height, description_.format);
         buffer.description().colourProfile = description_.colourProfile;
-        if (layout_.isYcc() ? readYcc(buffer) : readBlocks(buffer)) {
+        if (isYcc(layout_) ? readYcc(buffer) : readBlocks(buffer)) {
             return std::move(buffer).finish();
         }
         Log(path_.native() + ": the pixels cannot be read");
@@ -213,7 +181,7 @@ class UncommonTiffReader : public WholePictureReader {
                 }
             }
         }
-        if (layout_.multiplied && description_.format.alpha) divideByAlpha(buffer);
+        if (layout_.isMultiplied() && description_.format.alpha) divideByAlpha(buffer);
         return true;
     }
 
@@ -267,8 +235,8 @@ class UncommonTiffReader : public WholePictureReader {
     }
 
     std::filesystem::path path_;
-    std::unique_ptr<TIFF, TiffCloser> tiff_;
-    Layout layout_;
+    OpenTiff tiff_;
+    TiffLayout layout_;
 };
 
 }  // namespace
