@@ -10,6 +10,7 @@
 #include "imaging/PixelData.h"
 #include "imaging/VipsLibrary.h"
 #include "platform/WorkingFolder.h"
+#include "support/ExifTool.h"
 #include "support/TestFolder.h"
 
 // Pictures that lie on their side in the file come out upright.
@@ -117,6 +118,14 @@ TEST_P(OrientationTest, OfAJpeg) {
     std::ofstream(file, std::ios::binary) << bytes.insert(2, exifBlock(GetParam()));
     // What quality 98 may cost a smooth picture.
     expectUpright(makeImage(width, height, {}, smoothValue), 6.0 / 255);
+}
+
+TEST_P(OrientationTest, OfAPng) {
+    vipsImage(stored(GetParam(), {}, exactValue)).pngsave((folder / "shot.png").c_str());
+    ASSERT_TRUE(test::writeTags(folder / "shot.png",
+                                {"-n", "-Orientation=" + std::to_string(GetParam())}));
+    fs::rename(folder / "shot.png", file);
+    expectUpright(makeImage(width, height, {}, exactValue), 0);
 }
 
 TEST_P(OrientationTest, OfAWebp) {
