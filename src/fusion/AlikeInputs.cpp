@@ -89,8 +89,9 @@ std::string inFloats(const std::string& command) {
 
 void turnInto(SampleType type, const fs::path& result) {
     const Image fused = decodeImage(result);
-    if (fused.isNull()) return;
-    [[maybe_unused]] const bool written = writeConverted(fused, type, false, {}, result);
+    if (!fused.isNull() && writeConverted(fused, type, false, {}, result)) return;
+    std::error_code ignored;
+    fs::remove(result, ignored);
 }
 
 }  // namespace lumaweave

@@ -30,7 +30,8 @@ struct RunInput {
 // The shell line that makes a run in floats, whatever depth its command line names.
 [[nodiscard]] std::string inFloats(const std::string& command);
 
-// Turns the result into samples of this type in place. Nothing happens when there is none.
+// Turns the result into samples of this type in place. One that cannot be turned is removed, so
+// that nobody takes it for what was asked for; the reason is in the log.
 void turnInto(SampleType type, const std::filesystem::path& result);
 
 }  // namespace lumaweave

@@ -99,8 +99,11 @@ void echoAndRun(const RunLine& line, const fs::path& output, const InputOfCell& 
         RunShellLine(line.text);
         return;
     }
+    std::error_code none;
+    const fs::file_time_type before = fs::last_write_time(output, none);
     RunShellLine(inFloats(line.text));
-    turnInto(line.type, output);
+    // A file that the tool has not touched is none of its results.
+    if (fs::last_write_time(output, none) != before && !none) turnInto(line.type, output);
 }
 
 // Removes the last run's result, so that this run's failure is seen as one.

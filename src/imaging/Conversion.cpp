@@ -1,10 +1,13 @@
 #include "imaging/Conversion.h"
 
 #include <lcms2.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <memory>
+#include <string>
 #include <type_traits>
 #include <vector>
 
@@ -139,7 +142,11 @@ bool writeConverted(const Image& image, SampleType type, bool toRgb, const QByte
         target.colourProfile = rgbProfile;
     }
     RowConverter converter(source, target.format, rgbProfile);
-    const fs::path part = path.native() + ".converted.part";
+    // In the folder of the target, which it replaces in one step; a name that fits beside any
+    // other.
+    static std::atomic<unsigned> conversions = 0;
+    const fs::path part = path.parent_path() / (".lumaweave-" + std::to_string(getpid()) + "-" +
+                                                std::to_string(++conversions) + ".part");
     if (!writeRows(source, target, converter, part)) return false;
     std::error_code error;
     fs::rename(part, path, error);

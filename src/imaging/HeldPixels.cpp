@@ -123,11 +123,13 @@ std::uint64_t numberOf(const TiffDirectory& page, std::uint16_t tag, TiffFormat 
 }
 
 // Whether samples are of those kinds that are read row by row; an unknown number of bits is 0.
-bool isCommon(std::uint64_t bits, std::uint64_t sampleFormat, std::uint64_t photometric) {
+bool isCommon(std::uint64_t bits, std::uint64_t sampleFormat, std::uint64_t photometric,
+              std::uint64_t extraSample) {
+    constexpr std::uint64_t multipliedAlpha = 1;
     constexpr std::uint64_t floats = 3;
     constexpr std::uint64_t luminance = 6;
     if (photometric == luminance) return false;
-    if (sampleFormat == floats) return bits == 32;
+    if (sampleFormat == floats) return bits == 32 && extraSample != multipliedAlpha;
     return bits == 1 || bits == 8 || bits == 16 || bits == 32;
 }
 
@@ -147,10 +149,11 @@ std::uint64_t ofTiff(const ReadBytes& read, std::uint64_t fileSize) {
     constexpr std::uint16_t stripRows = 0x0116;
     constexpr std::uint16_t tileWidth = 0x0142;
     constexpr std::uint16_t tileRows = 0x0143;
+    constexpr std::uint16_t extraSamples = 0x0152;
     constexpr std::uint16_t sampleFormat = 0x0153;
     const std::uint64_t pixelBytes = product(std::max<std::uint64_t>(number(samples), 1),
                                              std::max<std::uint64_t>((number(bits) + 7) / 8, 1), 1);
-    if (!isCommon(number(bits), number(sampleFormat), number(photometric))) {
+    if (!isCommon(number(bits), number(sampleFormat), number(photometric), number(extraSamples))) {
         constexpr std::uint64_t bytesPerSample = 4;
         return product(number(width), number(height),
                        bytesPerSample * std::max<std::uint64_t>(number(samples), 3));

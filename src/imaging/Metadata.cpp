@@ -16,11 +16,17 @@ std::vector<std::byte> Metadata::asTiff(bool bigEndian, std::size_t firstByte) c
     const std::vector<std::byte>& block = blocks_.block(bigEndian);
     if (firstByte == 0 || block.empty()) return block;
     const fs::path source = newScratchPath(".tif");
-    std::ofstream(source, std::ios::binary)
-        .write(reinterpret_cast<const char*>(block.data()),
+    std::ofstream file(source, std::ios::binary);
+    file.write(reinterpret_cast<const char*>(block.data()),
                static_cast<std::streamsize>(block.size()));
-    const ReaderBytes moved = readInReader(readerJobs::moveMetadata, source,
-                                           {bigEndian ? "MM" : "II", std::to_string(firstByte)});
+    file.close();
+    ReaderBytes moved;
+    if (file.fail()) {
+        Log("Cannot write " + source.native());
+    } else {
+        moved = readInReader(readerJobs::moveMetadata, source,
+                             {bigEndian ? "MM" : "II", std::to_string(firstByte)});
+    }
     std::error_code ignored;
     fs::remove(source, ignored);
     const auto* bytes = reinterpret_cast<const std::byte*>(moved.bytes.data());

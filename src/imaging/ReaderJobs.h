@@ -44,7 +44,7 @@ inline constexpr bool isReaderMemoryLimited = true;
 [[nodiscard]] inline std::chrono::seconds decodingTime(std::uint64_t fileSize) {
     constexpr std::uint64_t megabyte = 1'000'000;
     constexpr std::uint64_t most = 600;
-    return std::chrono::seconds(10 + std::min(2 * (fileSize / megabyte), most));
+    return std::chrono::seconds(10 + std::min(4 * (fileSize / megabyte), most));
 }
 // The same for what is said in a file.
 inline constexpr std::chrono::seconds metadataTime{5};

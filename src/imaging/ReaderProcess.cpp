@@ -1,14 +1,18 @@
 #include "imaging/ReaderProcess.h"
 
 #include <cerrno>
+#include <condition_variable>
 #include <csignal>
 #include <cstring>
+#include <mutex>
+#include <optional>
 #include <sstream>
 
 #include "imaging/ReaderJobs.h"
 #include "platform/FileDescriptor.h"
 #include "platform/HelperProgram.h"
 #include "platform/Log.h"
+#include "platform/Memory.h"
 #include "platform/Resources.h"
 #include "platform/WorkingFolder.h"
 
@@ -20,11 +24,13 @@ namespace {
 
 using namespace std::chrono_literals;
 
+bool isAboutMetadata(const std::string& job) {
+    return job == readerJobs::metadata || job == readerJobs::focalLength ||
+           job == readerJobs::moveMetadata;
+}
+
 std::chrono::seconds readerTime(const std::string& job, const fs::path& source) {
-    if (job == readerJobs::metadata || job == readerJobs::focalLength ||
-        job == readerJobs::moveMetadata) {
-        return metadataTime;
-    }
+    if (isAboutMetadata(job)) return metadataTime;
     const FileDescriptor file = FileDescriptor::ofRegularFile(source);
     return decodingTime(file.isOpen() ? file.size() : 0);
 }
@@ -33,6 +39,37 @@ std::chrono::seconds readerTime(const std::string& job, const fs::path& source) 
 std::chrono::seconds patience(std::chrono::seconds readerTime) {
     return 2 * readerTime + 5s;
 }
+
+// Decoding readers take much memory, and as many may want to run as there are cores: those for
+// which it does not reach wait for their turn. One always runs.
+class ReaderPlace {
+  public:
+    ReaderPlace() {
+        std::unique_lock lock(mutex_);
+        freed_.wait(lock, [] { return taken_ == 0 || taken_ < places(); });
+        ++taken_;
+        freed_.notify_one();  // there may be room for another
+    }
+    ~ReaderPlace() {
+        const std::lock_guard lock(mutex_);
+        --taken_;
+        freed_.notify_one();
+    }
+    ReaderPlace(const ReaderPlace&) = delete;
+    ReaderPlace& operator=(const ReaderPlace&) = delete;
+
+  private:
+    // Those that run have taken a part of theirs already: a careful count.
+    static std::uint64_t places() { return taken_ + availableMemory() / readerMemory; }
+
+    static std::mutex mutex_;
+    static std::condition_variable freed_;
+    static std::uint64_t taken_;
+};
+
+std::mutex ReaderPlace::mutex_;
+std::condition_variable ReaderPlace::freed_;
+std::uint64_t ReaderPlace::taken_ = 0;
 
 void logOutput(const std::string& output) {
     constexpr int mostLines = 100;
@@ -95,7 +132,10 @@ ReaderResult runReader(const std::string& job, const fs::path& source,
     std::vector<std::string> all = {job, source.native()};
     all.insert(all.end(), arguments.begin(), arguments.end());
     const std::chrono::seconds time = readerTime(job, source);
+    std::optional<ReaderPlace> place;
+    if (!isAboutMetadata(job)) place.emplace();
     const HelperEnd end = runHelper(*reader, all, patience(time));
+    place.reset();
     logOutput(end.output);
     return resultOf(end, source, time);
 }

@@ -1,6 +1,7 @@
 // The reader: reads one file in a process of its own, so that a hostile one harms nothing else.
 // lumaweave-reader JOB SOURCE [ARGUMENT...]; the jobs are in ReaderJobs.h.
 
+#include <QImageReader>
 #include <unistd.h>
 
 #include <array>
@@ -120,6 +121,8 @@ ReaderExit perform(const Job& job) {
 int main(int argc, char** argv) {
     using namespace lumaweave;
     endWithTheProgram();
+    // The process's own bound is the one that counts.
+    QImageReader::setAllocationLimit(0);
     ReaderExit exit = ReaderExit::refused;
     try {
         Job job;

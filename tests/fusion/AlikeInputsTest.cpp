@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "imaging/Conversion.h"
+#include "imaging/ImageDecoder.h"
 #include "imaging/TiffFile.h"
 #include "imaging/TiffWriter.h"
 #include "platform/WorkingFolder.h"
@@ -128,6 +129,15 @@ TEST_F(AlikeInputsTest, AResultIsTurnedIntoTheTypeInPlace) {
         return std::min(1.0, std::max(0.0, scene(x, y, s) * 2 - 0.5));
     });
     EXPECT_LE(differenceBetween(turned, clipped).largest, 0.51 / 65535);
+    // What cannot be turned is not left lying as if it were a result.
+    const fs::path half = folder.write("half.tif", test::readFile(result).substr(0, 3000));
+    turnInto(SampleType::uint8, half);
+    EXPECT_FALSE(fs::exists(half));
+    // The longest name that a file can have.
+    const fs::path longName = folder / (std::string(251, 'n') + ".tif");
+    ASSERT_TRUE(writeTiff(fused, longName, Write::plain));
+    turnInto(SampleType::uint8, longName);
+    EXPECT_EQ(decodeImage(longName).format().type, SampleType::uint8);
     // Nothing is there to be turned.
     turnInto(SampleType::uint8, folder / "missing.tif");
     EXPECT_FALSE(fs::exists(folder / "missing.tif"));

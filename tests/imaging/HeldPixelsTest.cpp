@@ -79,6 +79,12 @@ TEST_F(HeldPixelsTest, TheWholePictureOfATiffOfUncommonSamples) {
     writeTiffAs(grey, folder / "double.tif", {});
     changeTag(folder / "double.tif", 0x0102, 64);
     EXPECT_EQ(heldOf("double.tif"), 50U * 40 * 12);
+    // Colours that were multiplied by their alpha.
+    const Image see = asymmetricPicture(50, 40, {.alpha = true, .type = SampleType::float32});
+    writeTiffAs(see, folder / "alpha.tif", {});
+    EXPECT_LT(heldOf("alpha.tif"), 50U * 40 * 16 + 1);
+    changeTag(folder / "alpha.tif", 0x0152, 1);
+    EXPECT_EQ(heldOf("alpha.tif"), 50U * 40 * 16);
 }
 
 TEST_F(HeldPixelsTest, NobodyKnowsHowMuchOfADamagedTiff) {

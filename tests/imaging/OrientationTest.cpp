@@ -122,8 +122,8 @@ TEST_P(OrientationTest, OfAJpeg) {
 
 TEST_P(OrientationTest, OfAPng) {
     vipsImage(stored(GetParam(), {}, exactValue)).pngsave((folder / "shot.png").c_str());
-    ASSERT_TRUE(test::writeTags(folder / "shot.png",
-                                {"-n", "-Orientation=" + std::to_string(GetParam())}));
+    ASSERT_TRUE(
+        test::writeTags(folder / "shot.png", {"-n", "-Orientation=" + std::to_string(GetParam())}));
     fs::rename(folder / "shot.png", file);
     expectUpright(makeImage(width, height, {}, exactValue), 0);
 }

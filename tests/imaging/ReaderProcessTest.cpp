@@ -2,10 +2,12 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 #include <tiffio.h>
 #include <unistd.h>
 
 #include <fstream>
+#include <thread>
 
 #include "imaging/FocalLength.h"
 #include "imaging/HeldPixels.h"
@@ -152,6 +154,50 @@ TEST_F(ReaderProcessTest, APictureThatTakesMoreMemoryThanTheReaderMayHave) {
 TEST_F(ReaderProcessTest, AReaderThatCrashes) {
     expectUnreadableWith("kill -SEGV $$", "the reader crashed: Segmentation fault");
     expectUnreadableWith("echo half > \"$3\"; kill -ABRT $$", "the reader crashed: Aborted");
+}
+
+TEST_F(ReaderProcessTest, DecodesAPlainPictureOf45Megapixels) {
+    const fs::path file = folder / "plain.bmp";
+    constexpr std::uint32_t width = 8256;
+    constexpr std::uint32_t height = 5504;
+    constexpr std::uint32_t headBytes = 54;
+    std::string head = "BM";
+    const auto append = [&head](std::uint32_t number, int bytes) {
+        for (int i = 0; i < bytes; ++i)
+            head += static_cast<char>(number >> (8 * i) & 0xFF);
+    };
+    for (const std::uint32_t number : {headBytes + width * height * 3, 0U, headBytes, 40U, width,
+                                       height, 1U | 24U << 16, 0U, 0U, 0U, 0U, 0U, 0U}) {
+        append(number, 4);
+    }
+    std::ofstream(file, std::ios::binary) << head;
+    fs::resize_file(file, headBytes + std::uint64_t{width} * height * 3);
+    const DecodedFile decoded = decodeToTiff(file, tiff);
+    ASSERT_EQ(decoded.failure, DecodeFailure::none);
+    EXPECT_EQ(decoded.image.size(), QSizeF(width, height));
+}
+
+TEST_F(ReaderProcessTest, ReadersForWhichMemoryDoesNotReachTakeTurns) {
+    std::ifstream statm("/proc/self/statm");
+    rlim_t pages = 0;
+    ASSERT_TRUE(statm >> pages);
+    rlimit before{};
+    getrlimit(RLIMIT_AS, &before);
+    // Less than one reader may take.
+    const rlimit tight{pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + readerMemory / 2,
+                       before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_AS, &tight), 0);
+    const fs::path one = folder / "one";
+    const fs::path two = folder / "two";
+    const ReaderReplacement reader("mkdir '" + one.native() + "' || touch '" + two.native() +
+                                   "'; sleep 0.1; rmdir '" + one.native() + "'; exit 10");
+    {
+        std::vector<std::jthread> threads;
+        for (int i = 0; i < 6; ++i)
+            threads.emplace_back([this] { EXPECT_FALSE(isWhollyDecodable(large)); });
+    }
+    setrlimit(RLIMIT_AS, &before);
+    EXPECT_FALSE(fs::exists(two)) << "at the same time";
 }
 
 TEST_F(ReaderProcessTest, AReaderThatHangs) {

@@ -330,6 +330,17 @@ TEST_F(MixedStack, FloatsAreFusedIntoIntegersAsTheyAre) {
     }
 }
 
+TEST_F(MixedStack, AnEarlierFileThatAFailedRunHasNotTouchedIsNotTurned) {
+    // A name of which the run does not take away the earlier file beforehand.
+    const fs::path earlier = save(patch(rgbFloat, colour), "結果.tif");
+    const std::string before = readFile(earlier);
+    dropAndWait({save(patch(rgbFloat, colour), "a.tif"), save(patch(rgbFloat, colour), "b.tif")});
+    windows->settingsPanel()->outputDepthMatrix()->button(1)->setChecked(true);
+    replaceFusionTool("exit 1");
+    fuseFullSize(earlier);
+    EXPECT_EQ(readFile(earlier), before);
+}
+
 TEST_F(MixedStack, LightBeyondWhiteIsKeptAndShownAsWhite) {
     const Image bright = makeImage(width, height, rgbFloat,
                                    [](int x, int, int) { return x < width / 2 ? 0.2 : 8.0; });
