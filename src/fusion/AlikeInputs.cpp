@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <optional>
 #include <string_view>
-#include <utility>
 
+#include "imaging/ColourProfile.h"
 #include "imaging/Conversion.h"
 #include "imaging/ImageDecoder.h"
 #include "imaging/TiffFile.h"
@@ -36,12 +36,12 @@ std::optional<ino_t> identityOf(const fs::path& file) {
 }
 
 // A file that another thread has replaced meanwhile is left alone: the next run is for that one.
-void convert(const RunInput& input, SampleType type, bool toRgb, const QByteArray& rgbProfile) {
+void convert(const RunInput& input, const WantedPixels& wanted) {
     const fs::path made = newScratchPath(".tif");
     const auto before = identityOf(input.file);
     const Image image = contentOf(input);
     std::error_code error;
-    if (!image.isNull() && writeConverted(image, type, toRgb, rgbProfile, made) &&
+    if (!image.isNull() && writeConverted(image, wanted, made) &&
         identityOf(input.file) == before) {
         fs::rename(made, input.file, error);
         if (error) Log("Cannot write " + input.file.native() + ": " + error.message());
@@ -49,28 +49,45 @@ void convert(const RunInput& input, SampleType type, bool toRgb, const QByteArra
     fs::remove(made, error);
 }
 
+bool isAlike(const WantedPixels& content, const WantedPixels& wanted) {
+    return content.type == wanted.type && content.colours == wanted.colours &&
+           meansTheSame(content.colourProfile, wanted.colourProfile);
+}
+
+// What all inputs are to be.
+WantedPixels wantedOf(const std::vector<RunInput>& inputs,
+                      const std::vector<WantedPixels>& contents) {
+    WantedPixels wanted = {SampleType::uint8, 1, {}};
+    for (const WantedPixels& content : contents) {
+        wanted.type = std::max(wanted.type, content.type);
+        wanted.colours = std::max(wanted.colours, content.colours);
+    }
+    // A file that has to stay as it is decides on the profile before those that can be converted.
+    for (const bool ours : {false, true}) {
+        for (std::size_t i = 0; i < inputs.size(); ++i) {
+            if (contents[i].colours == wanted.colours && isOurs(inputs[i].file) == ours) {
+                wanted.colourProfile = contents[i].colourProfile;
+                return wanted;
+            }
+        }
+    }
+    return wanted;
+}
+
 }  // namespace
 
 SampleType makeAlike(const std::vector<RunInput>& inputs) {
-    SampleType type = SampleType::uint8;
-    bool anyColours = false;
-    QByteArray rgbProfile;
-    std::vector<PixelFormat> formats;
+    std::vector<WantedPixels> contents;
     for (const RunInput& input : inputs) {
         const Image content = contentOf(input);
-        const PixelFormat& format = formats.emplace_back(content.format());
-        type = std::max(type, format.type);
-        if (format.colours == 3 && !std::exchange(anyColours, true)) {
-            rgbProfile = content.colourProfile();
-        }
+        const PixelFormat format = content.format();
+        contents.push_back({format.type, format.colours, content.colourProfile()});
     }
+    const WantedPixels wanted = wantedOf(inputs, contents);
     for (std::size_t i = 0; i < inputs.size(); ++i) {
-        const bool isAlike = formats[i].type == type && (!anyColours || formats[i].colours == 3);
-        if (!isAlike && isOurs(inputs[i].file)) {
-            convert(inputs[i], type, anyColours, rgbProfile);
-        }
+        if (isOurs(inputs[i].file) && !isAlike(contents[i], wanted)) convert(inputs[i], wanted);
     }
-    return type;
+    return wanted.type;
 }
 
 SampleType requestedType(const std::string& command) {
@@ -89,7 +106,8 @@ std::string inFloats(const std::string& command) {
 
 void turnInto(SampleType type, const fs::path& result) {
     const Image fused = decodeImage(result);
-    if (!fused.isNull() && writeConverted(fused, type, false, {}, result)) return;
+    const WantedPixels wanted = {type, fused.format().colours, fused.colourProfile()};
+    if (!fused.isNull() && writeConverted(fused, wanted, result)) return;
     std::error_code ignored;
     fs::remove(result, ignored);
 }

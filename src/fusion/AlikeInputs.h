@@ -10,8 +10,8 @@
 namespace lumaweave {
 
 // The fusion tool refuses shots that differ in depth, or of which some are grey and some in
-// colours; and it stretches floats from their darkest to their brightest value when it is to write
-// integers.
+// colours. It takes the first shot's colour profile for all. And it stretches floats from their
+// darkest to their brightest value when it is to write integers.
 
 // One input of a run: the file that the tool is given, and the shot that it was made of.
 struct RunInput {
@@ -19,9 +19,11 @@ struct RunInput {
     Image image;
 };
 
-// Makes the inputs alike: each gets the greatest depth among them, and is made RGB when any is.
-// Files outside the working folder, which are the person's own, stay as they are. Gives the type of
-// the samples that the tool will then read. Any thread, one at a time for a set of files.
+// Makes the inputs alike: each gets the greatest depth among them, is made RGB when any is, and its
+// colours are converted to the profile of the first (of the first in RGB, when any is). Files
+// outside the working folder, which are the person's own, stay as they are; the first of them
+// decides on the profile. Gives the type of the samples that the tool will then read. Any thread,
+// one at a time for a set of files.
 [[nodiscard]] SampleType makeAlike(const std::vector<RunInput>& inputs);
 
 // The type of samples that a fusion's command line asks for, before inputs are appended to it.

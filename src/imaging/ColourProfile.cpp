@@ -101,6 +101,11 @@ bool isSrgbProfile(const QByteArray& bytes) {
                        [&](cmsTagSignature curve) { return isSrgbCurve(profile.get(), curve); });
 }
 
+bool meansTheSame(const QByteArray& profile, const QByteArray& other) {
+    const auto isSrgb = [](const QByteArray& p) { return p.isEmpty() || isSrgbProfile(p); };
+    return profile == other || (isSrgb(profile) && isSrgb(other));
+}
+
 bool isLinearProfile(const QByteArray& bytes) {
     const Profile profile = open(bytes);
     if (!profile) return false;

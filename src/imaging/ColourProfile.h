@@ -23,6 +23,10 @@ namespace lumaweave {
 // Whether the profile says nothing but sRGB, or grey with sRGB's tone curve: it could be left out.
 [[nodiscard]] bool isSrgbProfile(const QByteArray& profile);
 
+// Whether pictures of one kind (grey or RGB) may exchange these profiles, and keep their colours.
+// Empty is sRGB, or grey with sRGB's tone curve.
+[[nodiscard]] bool meansTheSame(const QByteArray& profile, const QByteArray& other);
+
 // The same colours with the tone curve of sRGB, for values that displayValue made. Empty when the
 // profile is not built of primaries and curves.
 [[nodiscard]] QByteArray withDisplayTones(const QByteArray& linearProfile);

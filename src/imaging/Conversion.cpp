@@ -44,44 +44,51 @@ struct TransformCloser {
 };
 using Transform = std::unique_ptr<void, TransformCloser>;
 
-// From grey to RGB, floats both. None where the three colours are the grey itself.
-Transform greyToRgb(const QByteArray& greyProfile, const QByteArray& rgbProfile) {
-    if (greyProfile.isEmpty() && rgbProfile.isEmpty()) return nullptr;
-    const QByteArray greyBytes = greyProfile.isEmpty() ? srgbGreyProfile() : greyProfile;
-    const auto open = [](const QByteArray& bytes) {
-        return cmsOpenProfileFromMem(bytes.constData(), static_cast<cmsUInt32Number>(bytes.size()));
+// Between the colours of two profiles, floats both. None where the numbers stay as they are.
+Transform transformBetween(const PixelData& source, const PixelData& target) {
+    const bool isGrey = source.format.colours == 1;
+    if (isGrey == (target.format.colours == 1) &&
+        meansTheSame(source.colourProfile, target.colourProfile)) {
+        return nullptr;
+    }
+    if (source.colourProfile.isEmpty() && target.colourProfile.isEmpty()) return nullptr;
+    const auto open = [](const QByteArray& bytes, int colours) {
+        const QByteArray& profile = bytes.isEmpty() && colours == 1 ? srgbGreyProfile() : bytes;
+        if (profile.isEmpty()) return cmsCreate_sRGBProfile();
+        return cmsOpenProfileFromMem(profile.constData(),
+                                     static_cast<cmsUInt32Number>(profile.size()));
     };
-    cmsHPROFILE grey = open(greyBytes);
-    cmsHPROFILE rgb = rgbProfile.isEmpty() ? cmsCreate_sRGBProfile() : open(rgbProfile);
-    Transform transform(grey == nullptr || rgb == nullptr
+    const auto layout = [](int colours) { return colours == 1 ? TYPE_GRAY_FLT : TYPE_RGB_FLT; };
+    cmsHPROFILE from = open(source.colourProfile, source.format.colours);
+    cmsHPROFILE to = open(target.colourProfile, target.format.colours);
+    Transform transform(from == nullptr || to == nullptr
                             ? nullptr
-                            : cmsCreateTransform(grey, TYPE_GRAY_FLT, rgb, TYPE_RGB_FLT,
+                            : cmsCreateTransform(from, layout(source.format.colours), to,
+                                                 layout(target.format.colours),
                                                  INTENT_RELATIVE_COLORIMETRIC,
                                                  cmsFLAGS_NOCACHE | cmsFLAGS_NOOPTIMIZE));
-    if (grey != nullptr) cmsCloseProfile(grey);
-    if (rgb != nullptr) cmsCloseProfile(rgb);
-    if (!transform) Log("A grey picture's profile cannot be used: taken as grey of sRGB");
+    if (from != nullptr) cmsCloseProfile(from);
+    if (to != nullptr) cmsCloseProfile(to);
+    if (!transform)
+        Log("A picture's colour profile cannot be used: its numbers are taken as they are");
     return transform;
 }
 
 class RowConverter {
   public:
-    RowConverter(const PixelData& source, const PixelFormat& target, const QByteArray& rgbProfile)
-        : source_(source), target_(target) {
-        if (target.colours != source.format.colours) {
-            transform_ = greyToRgb(source.colourProfile, rgbProfile);
-        }
-    }
+    RowConverter(const PixelData& source, const PixelData& target)
+        : source_(source), target_(target.format), transform_(transformBetween(source, target)) {}
 
     template <typename From, typename To>
     void convert(int y, To* to) {
         const auto* from = source_.row<From>(y);
         if (transform_) makeColours(from);
         const int samples = source_.format.samples();
+        const bool isGrey = source_.format.colours == 1;
         for (int x = 0; x < source_.width; ++x, from += samples) {
             for (int s = 0; s < target_.colours; ++s) {
-                const bool isGrey = source_.format.colours == 1;
-                *to++ = transform_ ? sampleAs<To>(colours_[static_cast<std::size_t>(3 * x + s)])
+                const int made = target_.colours * x + s;
+                *to++ = transform_ ? sampleAs<To>(to_[static_cast<std::size_t>(made)])
                                    : sampleAs<To>(from[isGrey ? 0 : s]);
             }
             if (target_.alpha) *to++ = sampleAs<To>(from[source_.format.colours]);
@@ -92,20 +99,23 @@ class RowConverter {
     template <typename From>
     void makeColours(const From* from) {
         const auto width = static_cast<std::size_t>(source_.width);
-        grey_.resize(width);
-        colours_.resize(3 * width);
-        for (std::size_t x = 0; x < width; ++x)
-            grey_[x] =
-                sampleAs<float>(from[x * static_cast<std::size_t>(source_.format.samples())]);
-        cmsDoTransform(transform_.get(), grey_.data(), colours_.data(),
+        const auto colours = static_cast<std::size_t>(source_.format.colours);
+        const auto samples = static_cast<std::size_t>(source_.format.samples());
+        from_.resize(colours * width);
+        to_.resize(static_cast<std::size_t>(target_.colours) * width);
+        for (std::size_t x = 0; x < width; ++x) {
+            for (std::size_t s = 0; s < colours; ++s)
+                from_[colours * x + s] = sampleAs<float>(from[samples * x + s]);
+        }
+        cmsDoTransform(transform_.get(), from_.data(), to_.data(),
                        static_cast<cmsUInt32Number>(width));
     }
 
     const PixelData& source_;
     PixelFormat target_;
     Transform transform_;
-    std::vector<float> grey_;
-    std::vector<float> colours_;
+    std::vector<float> from_;
+    std::vector<float> to_;
 };
 
 bool writeRows(const PixelData& source, const PixelData& target, RowConverter& converter,
@@ -132,16 +142,13 @@ bool writeRows(const PixelData& source, const PixelData& target, RowConverter& c
 
 }  // namespace
 
-bool writeConverted(const Image& image, SampleType type, bool toRgb, const QByteArray& rgbProfile,
-                    const fs::path& path) {
+bool writeConverted(const Image& image, const WantedPixels& wanted, const fs::path& path) {
     const PixelData& source = image.pixels();
     PixelData target = source;
-    target.format.type = type;
-    if (toRgb && source.format.colours == 1) {
-        target.format.colours = 3;
-        target.colourProfile = rgbProfile;
-    }
-    RowConverter converter(source, target.format, rgbProfile);
+    target.format.type = wanted.type;
+    target.format.colours = std::max(wanted.colours, source.format.colours);
+    target.colourProfile = wanted.colourProfile;
+    RowConverter converter(source, target);
     // In the folder of the target, which it replaces in one step; a name that fits beside any
     // other.
     static std::atomic<unsigned> conversions = 0;

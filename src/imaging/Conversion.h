@@ -7,12 +7,19 @@
 
 namespace lumaweave {
 
-// Writes the picture as writeTiff does (atomically), with samples of another type and, if wanted,
-// grey made RGB: through its own profile into the given one, where empty means sRGB, or grey with
-// sRGB's tone curve. What the picture is already stays as it is; a picture in colours keeps its
-// profile. Floats outside 0 to 1 are clipped where they become integers. False when it could not be
-// written; the reason is logged. Takes memory for some rows only. Any thread.
-[[nodiscard]] bool writeConverted(const Image& image, SampleType type, bool toRgb,
-                                  const QByteArray& rgbProfile, const std::filesystem::path& path);
+// What a picture is to be written as.
+struct WantedPixels {
+    SampleType type;
+    int colours;               // at least as many as the picture has
+    QByteArray colourProfile;  // empty: sRGB, or grey with sRGB's tone curve
+};
+
+// Writes the picture as writeTiff does (atomically), made what is wanted: colours go through their
+// own profile into the wanted one, and keep their numbers where both profiles say the same or one
+// of them cannot be used. What the picture is already stays as it is, alpha too. Floats outside 0
+// to 1 are clipped where they become integers. False when it could not be written; the reason is
+// logged. Takes memory for some rows only. Any thread.
+[[nodiscard]] bool writeConverted(const Image& image, const WantedPixels& wanted,
+                                  const std::filesystem::path& path);
 
 }  // namespace lumaweave

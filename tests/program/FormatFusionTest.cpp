@@ -291,6 +291,31 @@ TEST_F(MixedStack, OfGreyAndColoursWithProfilesOfTheirOwn) {
     }
 }
 
+TEST_F(MixedStack, OfColoursWithDifferentProfiles) {
+    // One colour in the numbers of two spaces.
+    const Image inSrgbItself = patch(rgb16, inSrgb(adobeRgbSpace, colour));
+    const Image inAdobe = withProfile(patch(rgb16, colour), profileOf(adobeRgbSpace));
+    for (const bool adobeFirst : {false, true}) {
+        const fs::path a = save(adobeFirst ? inAdobe : inSrgbItself, "a.tif");
+        const fs::path b = save(adobeFirst ? inSrgbItself : inAdobe, "b.tif");
+        const Image fused = fuse(a, b, 1);
+        EXPECT_EQ(fused.colourProfile(), adobeFirst ? profileOf(adobeRgbSpace) : QByteArray());
+        expectColour(fused, inSrgb(adobeRgbSpace, colour), 1);
+        for (int i = 0; i < 2; ++i) {
+            EXPECT_LE(differenceBetween(*mapTiff(cell(i).urlToImageFile()),
+                                        adobeFirst ? inAdobe : inSrgbItself)
+                          .largest,
+                      0.0005);
+        }
+        const QImage shown = windows->previewWindow()->enfusedView()->image();
+        EXPECT_NEAR(shown.pixelColor(shown.rect().center()).redF(),
+                    inSrgb(adobeRgbSpace, colour)[0], 0.005);
+        windows->sourcesWindow()->clearAllCellsAction(nullptr);
+        EXPECT_TRUE(waitForBackgroundTasks());
+        fs::remove(folder / "fused1.tif");
+    }
+}
+
 TEST_F(MixedStack, OfGreyShotsAloneStaysGrey) {
     const Image fused =
         fuse(save(patch(grey8, grey), "a.tif"), save(patch(grey8, grey), "b.tif"), 0);
