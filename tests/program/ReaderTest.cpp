@@ -74,8 +74,9 @@ std::vector<pid_t> processesWith(const std::string& words) {
         const std::string name = entry.path().filename();
         if (name.find_first_not_of("0123456789") != std::string::npos) continue;
         std::ifstream file(entry.path() / "cmdline");
-        const std::string line{std::istreambuf_iterator<char>(file),
-                               std::istreambuf_iterator<char>()};
+        // By getline, which takes it that a process goes while it is looked at.
+        std::string line;
+        std::getline(file, line);
         if (line.find("lumaweave-reader") != std::string::npos &&
             line.find(words) != std::string::npos) {
             found.push_back(std::stoi(name));
