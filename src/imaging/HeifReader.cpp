@@ -5,12 +5,16 @@
 #include <vector>
 
 #include "imaging/ColourProfile.h"
+#include "imaging/HeifOrientation.h"
 #include "imaging/PictureReader.h"
 #include "platform/FileDescriptor.h"
 #include "platform/Log.h"
 
-// The main picture of HEIC, HEIF and AVIF files. The library turns it as the file asks; an
-// orientation among its EXIF says the same once more and does not count.
+// The main picture of HEIC, HEIF and AVIF files. What the file asks for by its own transformations
+// counts; an orientation among its EXIF says the same once more. The library cannot mirror more
+// than 8 bits, and turns the colours alone where the alpha does not name the turn as well. So it is
+// asked for the pixels as they are stored where it can give those; alpha that names a turn it
+// always turns. It also forgets alpha whose sides are exchanged with the turned picture's.
 
 namespace lumaweave {
 
@@ -29,6 +33,8 @@ void releaseImage(heif_image* image) {
     heif_image_release(image);
 }
 using HeifImage = std::unique_ptr<heif_image, Release<heif_image, releaseImage>>;
+using Options = std::unique_ptr<heif_decoding_options,
+                                Release<heif_decoding_options, heif_decoding_options_free>>;
 
 struct ReleaseNclx {
     void operator()(heif_color_profile_nclx* profile) const {
@@ -70,13 +76,39 @@ QByteArray profileOf(const heif_image_handle* handle) {
     return profile;
 }
 
-// 16-bit samples hold as many bits as the file has; white is to be the highest number.
-void copyDeepRow(const unsigned char* from, int samples, int bits, unsigned short* to) {
-    const unsigned highest = (1U << bits) - 1U;
-    for (int i = 0; i < samples; ++i) {
-        const unsigned value = std::min(highest, from[2 * i] | unsigned{from[2 * i + 1]} << 8U);
-        to[i] = static_cast<unsigned short>((value * 65535U + highest / 2) / highest);
+// Decoded samples, row by row.
+struct Plane {
+    const unsigned char* bytes;
+    int stride;
+    int width, height;
+    int bits;
+
+    [[nodiscard]] bool isUsable() const {
+        return bytes != nullptr && width > 0 && height > 0 && bits > 0 && bits <= 16;
     }
+
+    // 16-bit samples hold as many bits as the file has; white is to be the highest number.
+    template <typename Sample>
+    void copyRow(int y, int samples, Sample* to) const {
+        const unsigned char* from = bytes + std::ptrdiff_t{y} * stride;
+        const unsigned highest = (1U << static_cast<unsigned>(bits)) - 1U;
+        constexpr unsigned full = fullValue<Sample>();
+        for (int i = 0; i < samples; ++i) {
+            unsigned value = bits > 8 ? from[2 * i] | unsigned{from[2 * i + 1]} << 8U : from[i];
+            value = std::min(highest, value);
+            to[i] = static_cast<Sample>((value * full + highest / 2) / highest);
+        }
+    }
+};
+
+Plane planeOf(const heif_image* image, heif_channel channel) {
+    Plane plane = {};
+    if (image == nullptr) return plane;
+    plane.width = heif_image_get_width(image, channel);
+    plane.height = heif_image_get_height(image, channel);
+    plane.bits = heif_image_get_bits_per_pixel_range(image, channel);
+    plane.bytes = heif_image_get_plane_readonly(image, channel, &plane.stride);
+    return plane;
 }
 
 // Colours that were multiplied by their alpha, divided by it again.
@@ -107,10 +139,19 @@ class HeifReader : public WholePictureReader {
         heif_image_handle* opened = nullptr;
         if (!succeeds(heif_context_get_primary_image_handle(context_.get(), &opened))) return false;
         handle_.reset(opened);
-        description_.width = heif_image_handle_get_width(opened);
-        description_.height = heif_image_handle_get_height(opened);
+        const auto orientation = heifOrientation(bytes_);
+        asStored_ = orientation && std::ranges::all_of(companions(), [this](heif_item_id item) {
+                        return heifOrientation(bytes_, item) == 1;
+                    });
+        orientation_ = asStored_ ? *orientation : 1;
+        description_.width = asStored_ ? heif_image_handle_get_ispe_width(opened)
+                                       : heif_image_handle_get_width(opened);
+        description_.height = asStored_ ? heif_image_handle_get_ispe_height(opened)
+                                        : heif_image_handle_get_height(opened);
         bits_ = heif_image_handle_get_luma_bits_per_pixel(opened);
         description_.format.alpha = heif_image_handle_has_alpha_channel(opened) != 0;
+        if (asStored_ && !description_.format.alpha) forgottenAlpha_ = findForgottenAlpha();
+        if (forgottenAlpha_) description_.format.alpha = true;
         description_.format.type = bits_ > 8 ? SampleType::uint16 : SampleType::uint8;
         description_.colourProfile = profileOf(opened);
         return bits_ > 0 && bits_ <= 16;
@@ -123,53 +164,113 @@ class HeifReader : public WholePictureReader {
         return false;
     }
 
+    // The pictures that go with the main one, but for its depth map.
+    [[nodiscard]] std::vector<heif_item_id> companions() const {
+        constexpr int filter = LIBHEIF_AUX_IMAGE_FILTER_OMIT_DEPTH;
+        std::vector<heif_item_id> items(static_cast<std::size_t>(
+            heif_image_handle_get_number_of_auxiliary_images(handle_.get(), filter)));
+        heif_image_handle_get_list_of_auxiliary_image_IDs(handle_.get(), filter, items.data(),
+                                                          static_cast<int>(items.size()));
+        return items;
+    }
+
+    [[nodiscard]] Handle findForgottenAlpha() const;
+    [[nodiscard]] HeifImage decode(const Handle& handle, heif_colorspace space,
+                                   heif_chroma chroma) const;
     [[nodiscard]] Image decode() override;
 
     template <typename Sample>
-    [[nodiscard]] Image copy(const heif_image* image) const;
+    [[nodiscard]] Image joined(const Plane& pixels, const Plane& alpha) const;
 
     std::filesystem::path path_;
     std::vector<unsigned char> bytes_;
     Context context_;
     Handle handle_;
+    Handle forgottenAlpha_;
     int bits_ = 8;
+    bool asStored_ = false;  // pixels come as they are stored, and orientation_ tells the turn
 };
+
+// Alpha of the stored picture's size that the library does not give with it.
+Handle HeifReader::findForgottenAlpha() const {
+    for (const heif_item_id item : companions()) {
+        heif_image_handle* opened = nullptr;
+        const heif_error error =
+            heif_image_handle_get_auxiliary_image_handle(handle_.get(), item, &opened);
+        Handle companion(opened);
+        const char* type = nullptr;
+        if (error.code != heif_error_Ok ||
+            heif_image_handle_get_auxiliary_type(opened, &type).code != heif_error_Ok) {
+            continue;
+        }
+        const std::string name = type;
+        heif_image_handle_free_auxiliary_types(opened, &type);
+        const bool isAlpha = name == "urn:mpeg:mpegB:cicp:systems:auxiliary:alpha" ||
+                             name == "urn:mpeg:hevc:2015:auxid:1";
+        if (isAlpha && heif_image_handle_get_ispe_width(opened) == description_.width &&
+            heif_image_handle_get_ispe_height(opened) == description_.height) {
+            return companion;
+        }
+    }
+    return nullptr;
+}
+
+// Null, with the reason in the log, when it cannot be decoded.
+HeifImage HeifReader::decode(const Handle& handle, heif_colorspace space,
+                             heif_chroma chroma) const {
+    const Options options(heif_decoding_options_alloc());
+    options->ignore_transformations = asStored_ ? 1 : 0;
+    heif_image* decoded = nullptr;
+    if (!succeeds(heif_decode_image(handle.get(), &decoded, space, chroma, options.get()))) {
+        return nullptr;
+    }
+    return HeifImage(decoded);
+}
 
 Image HeifReader::decode() {
     const bool deep = description_.format.type == SampleType::uint16;
-    const bool alpha = description_.format.alpha;
-    const heif_chroma kind =
+    const bool alpha = description_.format.alpha && !forgottenAlpha_;
+    const heif_chroma chroma =
         deep ? (alpha ? heif_chroma_interleaved_RRGGBBAA_LE : heif_chroma_interleaved_RRGGBB_LE)
              : (alpha ? heif_chroma_interleaved_RGBA : heif_chroma_interleaved_RGB);
-    heif_image* decoded = nullptr;
-    if (!succeeds(heif_decode_image(handle_.get(), &decoded, heif_colorspace_RGB, kind, nullptr))) {
-        return {};
+    const HeifImage image = decode(handle_, heif_colorspace_RGB, chroma);
+    if (!image) return {};
+    HeifImage apart;
+    if (forgottenAlpha_) {
+        apart = decode(forgottenAlpha_, heif_colorspace_monochrome, heif_chroma_monochrome);
+        if (!apart) return {};
     }
-    const HeifImage image(decoded);
-    return deep ? copy<unsigned short>(decoded) : copy<unsigned char>(decoded);
+    const Plane pixels = planeOf(image.get(), heif_channel_interleaved);
+    const Plane alphas = planeOf(apart.get(), heif_channel_Y);
+    return deep ? joined<unsigned short>(pixels, alphas) : joined<unsigned char>(pixels, alphas);
 }
 
+// The pixels, with alpha where it comes apart from them.
 template <typename Sample>
-Image HeifReader::copy(const heif_image* image) const {
-    const int width = heif_image_get_width(image, heif_channel_interleaved);
-    const int height = heif_image_get_height(image, heif_channel_interleaved);
-    const int bits = heif_image_get_bits_per_pixel_range(image, heif_channel_interleaved);
-    int stride = 0;
-    const unsigned char* plane =
-        heif_image_get_plane_readonly(image, heif_channel_interleaved, &stride);
-    if (plane == nullptr || width <= 0 || height <= 0 || bits <= 0 || bits > 16) return {};
-    PixelBuffer buffer(width, height, description_.format);
+Image HeifReader::joined(const Plane& pixels, const Plane& alpha) const {
+    if (!pixels.isUsable()) return {};
+    if (forgottenAlpha_ &&
+        (!alpha.isUsable() || alpha.width != pixels.width || alpha.height != pixels.height)) {
+        return {};
+    }
+    const int width = pixels.width;
+    PixelBuffer buffer(width, pixels.height, description_.format);
     buffer.description().colourProfile = description_.colourProfile;
-    const int samples = width * description_.format.samples();
     const bool multiplied =
         description_.format.alpha && heif_image_handle_is_premultiplied_alpha(handle_.get()) != 0;
-    for (int y = 0; y < height; ++y) {
-        const unsigned char* from = plane + std::ptrdiff_t{y} * stride;
+    std::vector<Sample> colours(forgottenAlpha_ ? 3 * static_cast<std::size_t>(width) : 0);
+    std::vector<Sample> alphas(forgottenAlpha_ ? static_cast<std::size_t>(width) : 0);
+    for (int y = 0; y < pixels.height; ++y) {
         auto* to = buffer.row<Sample>(y);
-        if constexpr (sizeof(Sample) == 1) {
-            std::copy_n(from, samples, to);
+        if (forgottenAlpha_) {
+            pixels.copyRow(y, 3 * width, colours.data());
+            alpha.copyRow(y, width, alphas.data());
+            for (std::size_t x = 0; x < alphas.size(); ++x) {
+                std::copy_n(&colours[3 * x], 3, to + 4 * x);
+                to[4 * x + 3] = alphas[x];
+            }
         } else {
-            copyDeepRow(from, samples, bits, to);
+            pixels.copyRow(y, width * description_.format.samples(), to);
         }
         if (multiplied) divideByAlpha(to, width);
     }

@@ -70,14 +70,13 @@ void writeAvifOfTenBits(const Image& image, const std::filesystem::path& path,
                         const HeifShape& shape) {
     const TestFolder folder;
     vipsImage(image).pngsave((folder / "picture.png").c_str());
-    // Quarter turns against the clock.
-    const int turns = shape.orientation == 8   ? 1
-                      : shape.orientation == 3 ? 2
-                      : shape.orientation == 6 ? 3
-                                               : 0;
+    // Quarter turns against the clock first, then mirroring (0: top to bottom, 1: left to right).
+    const std::string transformations[] = {
+        "",         "--imir 1",          "--irot 2", "--imir 0", "--irot 1 --imir 0",
+        "--irot 3", "--irot 1 --imir 1", "--irot 1"};
     const std::string command =
         "avifenc -d 10 -y 444 --min 0 --max 0 --minalpha 0 --maxalpha 0 -s 8 " +
-        (turns == 0 ? std::string() : "--irot " + std::to_string(turns)) +
+        transformations[shape.orientation - 1] +
         (shape.primaries ? " --cicp " + std::to_string(*shape.primaries) + "/13/6" : "") + " '" +
         (folder / "picture.png").native() + "' '" + (folder / "picture.avif").native() +
         "' >/dev/null 2>&1";

@@ -1,0 +1,161 @@
+#include "imaging/HeifOrientation.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <vector>
+
+namespace lumaweave {
+
+namespace {
+
+using Bytes = std::span<const unsigned char>;
+
+// Takes numbers off the front. All are zero once the bytes have not sufficed.
+class Fields {
+  public:
+    explicit Fields(Bytes bytes) : rest_(bytes) {}
+
+    std::uint64_t number(std::size_t byteCount) {
+        std::uint64_t value = 0;
+        for (const unsigned char byte : take(byteCount))
+            value = value << 8U | byte;
+        return value;
+    }
+    Bytes take(std::uint64_t byteCount) {
+        if (byteCount > rest_.size()) {
+            sufficed_ = false;
+            rest_ = {};
+            return {};
+        }
+        const Bytes taken = rest_.first(static_cast<std::size_t>(byteCount));
+        rest_ = rest_.subspan(taken.size());
+        return taken;
+    }
+    [[nodiscard]] std::size_t left() const { return rest_.size(); }
+    [[nodiscard]] bool sufficed() const { return sufficed_; }
+
+  private:
+    Bytes rest_;
+    bool sufficed_ = true;
+};
+
+struct Box {
+    std::string_view type;
+    Bytes content;
+};
+
+// The boxes that lie one behind the other; up to the first that is damaged.
+std::vector<Box> boxesIn(Bytes bytes) {
+    std::vector<Box> boxes;
+    Fields fields(bytes);
+    while (fields.left() > 0) {
+        constexpr std::uint64_t toTheEnd = 0;
+        constexpr std::uint64_t inLongForm = 1;
+        std::uint64_t size = fields.number(4);
+        const Bytes type = fields.take(4);
+        std::uint64_t headBytes = 8;
+        if (size == inLongForm) {
+            size = fields.number(8);
+            headBytes = 16;
+        } else if (size == toTheEnd) {
+            size = headBytes + fields.left();
+        }
+        if (!fields.sufficed() || size < headBytes) break;
+        const Bytes content = fields.take(size - headBytes);
+        if (!fields.sufficed()) break;
+        boxes.push_back({{reinterpret_cast<const char*>(type.data()), type.size()}, content});
+    }
+    return boxes;
+}
+
+// Empty when there is none.
+Bytes contentOf(const std::vector<Box>& boxes, std::string_view type) {
+    const auto box = std::ranges::find(boxes, type, &Box::type);
+    return box == boxes.end() ? Bytes() : box->content;
+}
+
+// The properties of an item, by their place in the list, which counts from one.
+std::vector<std::uint64_t> propertiesOf(std::uint64_t item, Bytes associations) {
+    Fields fields(associations);
+    const std::uint64_t version = fields.number(1);
+    constexpr std::uint64_t longIndices = 1;
+    const std::size_t indexBytes = (fields.number(3) & longIndices) != 0 ? 2 : 1;
+    const std::uint64_t indexMask = indexBytes == 2 ? 0x7FFF : 0x7F;
+    const std::uint64_t items = fields.number(4);
+    for (std::uint64_t i = 0; i < items && fields.sufficed(); ++i) {
+        const bool isIt = fields.number(version == 0 ? 2 : 4) == item;
+        const std::uint64_t count = fields.number(1);
+        std::vector<std::uint64_t> properties;
+        for (std::uint64_t p = 0; p < count; ++p)
+            properties.push_back(fields.number(indexBytes) & indexMask);
+        if (isIt && fields.sufficed()) return properties;
+    }
+    return {};
+}
+
+// A turn about the picture's middle: where the pixel at (x, y) goes, x to the right, y down.
+struct Turn {
+    int xFromX, xFromY;
+    int yFromX, yFromY;
+    bool operator==(const Turn&) const = default;
+};
+
+Turn then(const Turn& first, const Turn& second) {
+    return {second.xFromX * first.xFromX + second.xFromY * first.yFromX,
+            second.xFromX * first.xFromY + second.xFromY * first.yFromY,
+            second.yFromX * first.xFromX + second.yFromY * first.yFromX,
+            second.yFromX * first.xFromY + second.yFromY * first.yFromY};
+}
+
+constexpr Turn leftRight = {-1, 0, 0, 1};
+constexpr Turn topBottom = {1, 0, 0, -1};
+constexpr Turn quarterAgainstTheClock = {0, 1, -1, 0};
+
+// In the order of EXIF's numbers.
+constexpr std::array<Turn, 8> orientations = {{{1, 0, 0, 1},
+                                               leftRight,
+                                               {-1, 0, 0, -1},
+                                               topBottom,
+                                               {0, 1, 1, 0},
+                                               {0, -1, 1, 0},
+                                               {0, -1, -1, 0},
+                                               quarterAgainstTheClock}};
+
+}  // namespace
+
+std::optional<int> heifOrientation(std::span<const unsigned char> file,
+                                   std::optional<std::uint32_t> wantedItem) {
+    Fields meta(contentOf(boxesIn(file), "meta"));
+    meta.take(4);
+    const std::vector<Box> parts = boxesIn(meta.take(meta.left()));
+    Fields main(contentOf(parts, "pitm"));
+    const std::uint64_t version = main.number(1);
+    main.take(3);
+    const std::uint64_t mainItem = main.number(version == 0 ? 2 : 4);
+    const std::uint64_t item = wantedItem.value_or(mainItem);
+    const std::vector<Box> lists = boxesIn(contentOf(parts, "iprp"));
+    const std::vector<Box> properties = boxesIn(contentOf(lists, "ipco"));
+    if (!main.sufficed() || properties.empty()) return std::nullopt;
+    Turn turn = orientations[0];
+    for (const Box& list : lists) {
+        if (list.type != "ipma") continue;
+        for (const std::uint64_t place : propertiesOf(item, list.content)) {
+            if (place < 1 || place > properties.size()) continue;
+            const Box& property = properties[static_cast<std::size_t>(place) - 1];
+            Fields fields(property.content);
+            if (property.type == "clap") return std::nullopt;
+            if (property.type == "imir") {
+                turn = then(turn, (fields.number(1) & 1U) != 0 ? leftRight : topBottom);
+            } else if (property.type == "irot") {
+                const std::uint64_t quarters = fields.number(1) & 3U;
+                for (std::uint64_t i = 0; i < quarters; ++i)
+                    turn = then(turn, quarterAgainstTheClock);
+            }
+        }
+    }
+    const auto orientation = std::ranges::find(orientations, turn);
+    return static_cast<int>(orientation - orientations.begin()) + 1;
+}
+
+}  // namespace lumaweave
