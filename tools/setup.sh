@@ -4,7 +4,7 @@
 build_packages=(
     cmake ninja-build g++ pkg-config qt6-base-dev libqt6opengl6-dev libgl-dev libvips-dev
     libtiff-dev libexiv2-dev libheif-dev libraw-dev libopenexr-dev liblcms2-dev
-    libjpeg62-turbo-dev
+    libjpeg62-turbo-dev libxcb1-dev
 )
 program_packages=(enfuse hugin-tools libqt6svg6 qt6-wayland xdg-utils)
 display_packages=(xvfb xauth libgl1-mesa-dri fonts-dejavu-core)

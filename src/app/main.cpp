@@ -4,8 +4,10 @@
 #include <vector>
 
 #include "app/AppDelegate.h"
+#include "app/DisplayProfile.h"
 #include "app/MainInterface.h"
 #include "app/ProgramRun.h"
+#include "imaging/ScreenImage.h"
 #include "widgets/FirstPaint.h"
 
 int main(int argc, char** argv) {
@@ -17,6 +19,7 @@ int main(int argc, char** argv) {
         files.push_back(file.empty() ? file : std::filesystem::absolute(file));
     }
     lumaweave::ProgramRun run;
+    lumaweave::setScreenProfile(lumaweave::displayProfile());
     lumaweave::MainInterface windows;
     lumaweave::AppDelegate delegate;
     windows.show();

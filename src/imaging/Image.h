@@ -63,8 +63,9 @@ class Image {
     // The picture at a smaller pixel size by leaving pixels out: coarse, and in no time.
     [[nodiscard]] Image thinned(int pixelsWide, int pixelsHigh) const;
 
-    // For the screen: 8-bit RGBA (not premultiplied) in sRGB, converted from the picture's own
-    // profile. Takes 4 bytes a pixel: scale large pictures down first. Null gives a null image.
+    // For the screen: 8-bit RGBA (not premultiplied) in its colours (setScreenProfile; sRGB without
+    // one), converted from the picture's own profile. Takes 4 bytes a pixel: scale large pictures
+    // down first. Null gives a null image.
     [[nodiscard]] QImage toScreen() const;
     // The same into memory of the caller's: rows of pixelsWide x 4 bytes, without gaps. Worked on
     // by every core, strip by strip. Null writes nothing.

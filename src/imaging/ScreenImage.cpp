@@ -1,14 +1,19 @@
 #include "imaging/ScreenImage.h"
 
+#include <lcms2.h>
+
 #include <algorithm>
 #include <atomic>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <string>
 #include <thread>
 #include <type_traits>
 #include <vector>
 
 #include "imaging/ColourProfile.h"
 #include "imaging/PixelData.h"
-#include "imaging/VipsLibrary.h"
 #include "platform/Log.h"
 
 namespace lumaweave {
@@ -77,61 +82,81 @@ std::vector<unsigned short> wholeNumbers(const PixelData& source) {
     return result;
 }
 
-// libvips would take another profile in the place of one that cannot be used.
-void checkProfile(const vips::VImage& picture, const PixelData& source) {
-    const void* bytes = source.colourProfile.constData();
-    const auto size = static_cast<std::size_t>(source.colourProfile.size());
-    if (!isProfileOf(profileColourSpace(source.format.colours), bytes, size)) {
-        throw vips::VError("it is for another kind of picture");
-    }
-    if (vips_icc_is_compatible_profile(picture.get_image(), bytes, size) == 0) {
-        throw vips::VError("it cannot be read");
-    }
+QByteArray colourSpaceOfScreen;  // empty: sRGB
+std::mutex colourSpaceOfScreenMutex;
+
+QByteArray screenProfile() {
+    const std::lock_guard lock(colourSpaceOfScreenMutex);
+    return colourSpaceOfScreen;
 }
 
-void convertThroughProfile(const PixelData& source, uchar* rgba8) {
+struct ProfileCloser {
+    void operator()(void* profile) const { cmsCloseProfile(profile); }
+};
+struct TransformCloser {
+    void operator()(void* transform) const { cmsDeleteTransform(transform); }
+};
+using Profile = std::unique_ptr<void, ProfileCloser>;
+using Transform = std::unique_ptr<void, TransformCloser>;
+
+Profile openProfile(const QByteArray& bytes, int colours) {
+    const QByteArray profile = bytes.isEmpty() && colours == 1 ? srgbGreyProfile() : bytes;
+    if (profile.isEmpty()) return Profile(cmsCreate_sRGBProfile());
+    return Profile(
+        cmsOpenProfileFromMem(profile.constData(), static_cast<cmsUInt32Number>(profile.size())));
+}
+
+// Into the screen's colours, 8-bit RGBA; floats are taken as 16-bit integers. Throws the reason
+// when a profile cannot be used. Without a cache, so that several threads may use it at once.
+Transform transformFor(const PixelFormat& format, const QByteArray& profile,
+                       const QByteArray& screen) {
+    if (!profile.isEmpty() && !isProfileOf(profileColourSpace(format.colours), profile.constData(),
+                                           static_cast<std::size_t>(profile.size()))) {
+        throw std::runtime_error("it is for another kind of picture");
+    }
+    const Profile from = openProfile(profile, format.colours);
+    const Profile to = openProfile(screen, 3);
+    const unsigned alpha = format.alpha ? 1 : 0;
+    const unsigned bytes = format.type == SampleType::uint8 ? 1 : 2;
+    const auto colours = static_cast<unsigned>(format.colours);
+    const cmsUInt32Number layout = COLORSPACE_SH(colours == 1 ? PT_GRAY : PT_RGB) |
+                                   CHANNELS_SH(colours) | EXTRA_SH(alpha) | BYTES_SH(bytes);
+    Transform transform;
+    if (from && to) {
+        transform.reset(cmsCreateTransform(
+            from.get(), layout, to.get(), TYPE_RGBA_8, INTENT_RELATIVE_COLORIMETRIC,
+            cmsFLAGS_NOCACHE | (format.alpha ? cmsFLAGS_COPY_ALPHA : 0U)));
+    }
+    if (!transform) throw std::runtime_error("it cannot be read");
+    return transform;
+}
+
+// The way of a picture's colours to the screen; none where their numbers are the screen's own.
+Transform transformFor(const PixelData& source) {
+    const QByteArray screen = screenProfile();
+    const bool isOfScreensKind = source.format.colours == 3 || screen.isEmpty();
+    if (isOfScreensKind && meansTheSame(source.colourProfile, screen)) return nullptr;
+    try {
+        return transformFor(source.format, source.colourProfile, screen);
+    } catch (const std::runtime_error& error) {
+        Log(std::string("Colour profile not used: ") + error.what());
+        if (!screen.isEmpty()) return transformFor(source.format, {}, screen);
+    }
+    return nullptr;
+}
+
+void convertThroughProfile(const PixelData& source, void* transform, uchar* rgba) {
     std::vector<unsigned short> converted;
     const void* bytes = source.bytes;
-    std::size_t byteCount = source.byteCount();
     if (source.format.type == SampleType::float32) {
         converted = wholeNumbers(source);
         bytes = converted.data();
-        byteCount = converted.size() * sizeof converted.front();
     }
-    const bool isByte = source.format.type == SampleType::uint8;
-    const int colours = source.format.colours;
-    startVips();
-    vips::VImage picture = vips::VImage::new_from_memory(
-        const_cast<void*>(bytes), byteCount, source.width, source.height, source.format.samples(),
-        isByte ? VIPS_FORMAT_UCHAR : VIPS_FORMAT_USHORT);
-    vips::VImage colour =
-        picture.extract_band(0, vips::VImage::option()->set("n", colours))
-            .copy(vips::VImage::option()->set(
-                "interpretation",
-                colours == 1 ? (isByte ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_GREY16)
-                             : (isByte ? VIPS_INTERPRETATION_sRGB : VIPS_INTERPRETATION_RGB16)));
-    checkProfile(colour, source);
-    colour.set(VIPS_META_ICC_NAME, nullptr, const_cast<char*>(source.colourProfile.constData()),
-               static_cast<std::size_t>(source.colourProfile.size()));
-    colour = colour.icc_transform("srgb", vips::VImage::option()
-                                              ->set("embedded", true)
-                                              ->set("intent", VIPS_INTENT_RELATIVE)
-                                              ->set("depth", 8));
-    vips::VImage rgba = colour.bands() == 1 ? colour.bandjoin(colour).bandjoin(colour) : colour;
-    if (source.format.alpha) {
-        vips::VImage alpha = picture.extract_band(colours);
-        if (!isByte) alpha = alpha.linear(255.0 / 65535.0, 0.5);
-        rgba = rgba.bandjoin(alpha.cast(VIPS_FORMAT_UCHAR));
-    } else {
-        rgba = rgba.bandjoin(255);
-    }
-    const std::size_t targetBytes = std::size_t{4} * static_cast<std::size_t>(source.width) *
-                                    static_cast<std::size_t>(source.height);
-    vips::VImage target = vips::VImage::new_from_memory(rgba8, targetBytes, source.width,
-                                                        source.height, 4, VIPS_FORMAT_UCHAR);
-    if (vips_image_write(rgba.cast(VIPS_FORMAT_UCHAR).get_image(), target.get_image()) != 0) {
-        throw vips::VError();
-    }
+    const std::size_t pixels =
+        static_cast<std::size_t>(source.width) * static_cast<std::size_t>(source.height);
+    // The conversion leaves alone what it has nothing for.
+    if (!source.format.alpha) std::fill_n(rgba, 4 * pixels, uchar{255});
+    cmsDoTransform(transform, bytes, rgba, static_cast<cmsUInt32Number>(pixels));
 }
 
 // Some rows of a picture, as a picture.
@@ -142,22 +167,26 @@ PixelData rowsOf(const PixelData& source, int first, int count) {
     return rows;
 }
 
-// Whether the profile could be used.
-bool convertStrip(const PixelData& strip, bool useProfile, uchar* rgba) {
-    if (useProfile && !strip.colourProfile.isEmpty()) {
-        try {
-            convertThroughProfile(strip, rgba);
-            return true;
-        } catch (const vips::VError& error) {
-            Log(std::string("Colour profile not used: ") + error.what());
-            vips_error_clear();
-        }
-    }
-    convertPlainly(strip, rgba);
-    return false;
-}
-
 }  // namespace
+
+void setScreenProfile(const QByteArray& profile) {
+    QByteArray usable;
+    try {
+        // Checked with an ordinary picture of another space.
+        if (!profile.isEmpty() && !isSrgbProfile(profile)) {
+            if (!isProfileOf("RGB ", profile.constData(),
+                             static_cast<std::size_t>(profile.size()))) {
+                throw std::runtime_error("it is for another kind of screen");
+            }
+            transformFor({}, {}, profile);
+            usable = profile;
+        }
+    } catch (const std::runtime_error& error) {
+        Log(std::string("Colour profile of the screen not used: ") + error.what());
+    }
+    const std::lock_guard lock(colourSpaceOfScreenMutex);
+    colourSpaceOfScreen = usable;
+}
 
 void screenPixels(const PixelData& source, unsigned char* rgba) {
     // Large enough that setting up a strip does not count, small enough for the copies that some
@@ -166,22 +195,24 @@ void screenPixels(const PixelData& source, unsigned char* rgba) {
     const auto width = static_cast<std::size_t>(source.width);
     const int stripRows = static_cast<int>(std::max<std::size_t>(1, pixelsPerStrip / width));
     const int strips = (source.height + stripRows - 1) / stripRows;
-    const auto convert = [&](int strip, bool useProfile) {
-        const int first = strip * stripRows;
-        const int count = std::min(stripRows, source.height - first);
-        return convertStrip(rowsOf(source, first, count), useProfile,
-                            rgba + std::size_t{4} * width * static_cast<std::size_t>(first));
-    };
-    // The first strip tells for all whether the profile serves, so that it is logged once.
-    const bool useProfile = convert(0, true);
-    std::atomic<int> next = 1;
+    const Transform transform = transformFor(source);
+    std::atomic<int> next = 0;
     const auto work = [&] {
-        for (int strip = next++; strip < strips; strip = next++)
-            convert(strip, useProfile);
+        for (int strip = next++; strip < strips; strip = next++) {
+            const int first = strip * stripRows;
+            const PixelData rows =
+                rowsOf(source, first, std::min(stripRows, source.height - first));
+            unsigned char* to = rgba + std::size_t{4} * width * static_cast<std::size_t>(first);
+            if (transform) {
+                convertThroughProfile(rows, transform.get(), to);
+            } else {
+                convertPlainly(rows, to);
+            }
+        }
     };
     std::vector<std::jthread> helpers;
     const int cores = static_cast<int>(std::thread::hardware_concurrency());
-    for (int i = 1; i < std::min(cores, strips - 1); ++i)
+    for (int i = 1; i < std::min(cores, strips); ++i)
         helpers.emplace_back(work);
     work();
 }

@@ -1,13 +1,19 @@
 #pragma once
 
+#include <QByteArray>
 #include <QImage>
 
 namespace lumaweave {
 
 struct PixelData;
 
-// The picture as 8-bit RGBA in sRGB, for the screen. A profile that cannot be used (broken, or for
-// another kind of picture) is passed over, as if the picture were sRGB. Any thread.
+// The colours of the screen: an RGB profile, or nothing for sRGB, which they are until this is
+// called. One that cannot be used is logged and passed over. For pictures that are converted from
+// then on; any thread.
+void setScreenProfile(const QByteArray& profile);
+
+// The picture as 8-bit RGBA in the colours of the screen. A profile that cannot be used (broken, or
+// for another kind of picture) is passed over, as if the picture were sRGB. Any thread.
 [[nodiscard]] QImage screenImage(const PixelData& source);
 
 // The same into memory of the caller's, rows of width x 4 bytes without gaps. Large pictures are

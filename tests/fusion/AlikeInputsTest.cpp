@@ -39,8 +39,8 @@ class AlikeInputsTest : public testing::Test {
     // The same with colours that say something else in each profile.
     static RunInput working(const char* name, const PixelFormat& format,
                             const QByteArray& profile) {
-        const RunInput input = {workingFolder() / name,
-                                test::withProfile(makeImage(40, 30, format, scene), profile)};
+        RunInput input = {workingFolder() / name,
+                          test::withProfile(makeImage(40, 30, format, scene), profile)};
         EXPECT_TRUE(writeTiff(input.image, input.file, Write::plain));
         return input;
     }

@@ -9,6 +9,7 @@
 
 #include "ImagingSupport.h"
 #include "imaging/PixelData.h"
+#include "imaging/ScreenImage.h"
 #include "support/Recorders.h"
 
 // Image::toScreen.
@@ -46,6 +47,31 @@ Colour operator*(const Matrix& matrix, const Colour& colour) {
     for (std::size_t i = 0; i < 3; ++i) {
         for (std::size_t j = 0; j < 3; ++j)
             result[i] += matrix[i][j] * colour[j];
+    }
+    return result;
+}
+
+Matrix operator*(const Matrix& a, const Matrix& b) {
+    Matrix result{};
+    for (std::size_t i = 0; i < 3; ++i) {
+        for (std::size_t j = 0; j < 3; ++j) {
+            for (std::size_t k = 0; k < 3; ++k)
+                result[i][j] += a[i][k] * b[k][j];
+        }
+    }
+    return result;
+}
+Matrix inverse(const Matrix& m) {
+    const auto minor = [&m](std::size_t i, std::size_t j) {
+        const std::size_t r = (i + 1) % 3, s = (i + 2) % 3, c = (j + 1) % 3, d = (j + 2) % 3;
+        return m[r][c] * m[s][d] - m[r][d] * m[s][c];
+    };
+    const double determinant =
+        m[0][0] * minor(0, 0) + m[0][1] * minor(0, 1) + m[0][2] * minor(0, 2);
+    Matrix result{};
+    for (std::size_t i = 0; i < 3; ++i) {
+        for (std::size_t j = 0; j < 3; ++j)
+            result[j][i] = minor(i, j) / determinant;
     }
     return result;
 }
@@ -262,6 +288,89 @@ TEST(ScreenImage, AColourProfileOfAGreyPictureIsPassedOver) {
     for (int x = 0; x < 256; ++x)
         EXPECT_EQ(screen.pixelColor(x, 0), QColor(x, x, x));
     EXPECT_EQ(log.lines().size(), 1U);
+}
+
+// Pictures for a screen that is not sRGB.
+class ScreenOfItsOwn : public testing::Test {
+  protected:
+    ~ScreenOfItsOwn() override { setScreenProfile({}); }
+
+    // The numbers that the screen shows a colour of sRGB with, by its curves and colourants.
+    static Colour onWideScreen(const Colour& colour) {
+        const Colour light = inverse(xyzToSrgb * wideToXyz) *
+                             Colour{decoded(colour[0]), decoded(colour[1]), decoded(colour[2])};
+        const auto number = [](double value) { return std::pow(value, 1 / wideGamma); };
+        return {number(light[0]), number(light[1]), number(light[2])};
+    }
+    const QByteArray wideScreen = test::rgbProfile(wideColourants, wideGamma);
+};
+
+TEST_F(ScreenOfItsOwn, PicturesWithoutAProfileAreConvertedFromSrgb) {
+    setScreenProfile(wideScreen);
+    for (const SampleType type : {SampleType::uint8, SampleType::uint16, SampleType::float32}) {
+        for (const bool alpha : {false, true}) {
+            const Image picture = patchPicture({3, alpha, type});
+            expectPatches(picture.toScreen(), onWideScreen, 1.6);
+            EXPECT_EQ(picture.toScreen().pixelColor(0, 0).alpha(), alpha ? 128 : 255);
+        }
+    }
+}
+
+TEST_F(ScreenOfItsOwn, PicturesOfItsOwnColoursKeepTheirNumbers) {
+    setScreenProfile(wideScreen);
+    expectPatches(
+        withProfile(patchPicture(rgb8), wideScreen).toScreen(),
+        [](const Colour& colour) { return colour; }, 0.51);
+}
+
+TEST_F(ScreenOfItsOwn, ColoursThatSrgbCannotShowAreShown) {
+    // A green of Display P3 that sRGB clips, and the wide space does not.
+    const Colour green = {0.35, 0.9, 0.35};
+    const Colour light = p3ToSrgb * Colour{decoded(green[0]), decoded(green[1]), decoded(green[2])};
+    EXPECT_LT(light[0], 0);
+    const Colour wide = inverse(xyzToSrgb * wideToXyz) * light;
+    setScreenProfile(wideScreen);
+    const QColor shown =
+        withProfile(makeImage(1, 1, {3, false, SampleType::uint16},
+                              [&](int, int, int s) { return green[static_cast<std::size_t>(s)]; }),
+                    builtInProfile("p3"))
+            .toScreen()
+            .pixelColor(0, 0);
+    EXPECT_NEAR(shown.red(), 255 * std::pow(wide[0], 1 / wideGamma), 1.6);
+    EXPECT_NEAR(shown.green(), 255 * std::pow(wide[1], 1 / wideGamma), 1.6);
+    EXPECT_NEAR(shown.blue(), 255 * std::pow(wide[2], 1 / wideGamma), 1.6);
+}
+
+TEST_F(ScreenOfItsOwn, GreyIsConvertedToo) {
+    setScreenProfile(wideScreen);
+    const Image picture =
+        makeImage(32, 1, {1, false, SampleType::uint16}, [](int x, int, int) { return x / 31.0; });
+    const QImage screen = picture.toScreen();
+    for (int x = 0; x < 32; ++x) {
+        const double expected = std::pow(decoded(x / 31.0), 1 / wideGamma);
+        EXPECT_NEAR(screen.pixelColor(x, 0).red(), expected * 255, 2) << x;
+        EXPECT_NEAR(screen.pixelColor(x, 0).blue(), expected * 255, 2) << x;
+    }
+}
+
+TEST_F(ScreenOfItsOwn, APicturesProfileThatCannotBeUsedIsTakenAsSrgb) {
+    setScreenProfile(wideScreen);
+    const LogRecorder log;
+    expectPatches(withProfile(patchPicture(rgb8), QByteArray(1000, 'x')).toScreen(), onWideScreen,
+                  1.6);
+    EXPECT_EQ(log.lines().size(), 1U);
+}
+
+TEST_F(ScreenOfItsOwn, AScreensProfileThatCannotBeUsedIsPassedOver) {
+    for (const QByteArray& profile : {QByteArray("no profile"), wideScreen.left(300),
+                                      builtInProfile("cmyk"), test::greyProfile(1.0)}) {
+        const LogRecorder log;
+        setScreenProfile(profile);
+        ASSERT_EQ(log.lines().size(), 1U);
+        EXPECT_TRUE(log.lines().front().starts_with("Colour profile of the screen not used: "));
+        expectPatches(
+            patchPicture(rgb8).toScreen(), [](const Colour& colour) { return colour; }, 0.51);
+    }
 }
 
 }  // namespace lumaweave

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QByteArray>
+
+struct xcb_connection_t;
+
+namespace lumaweave {
+
+// The ICC profile that an X display names for its first screen, as colour managers do; empty when
+// it names none. Any thread that may use the connection.
+[[nodiscard]] QByteArray displayProfile(xcb_connection_t* connection);
+
+// That of the display that the program shows its windows on; empty on other platforms. Main thread,
+// with a QGuiApplication.
+[[nodiscard]] QByteArray displayProfile();
+
+}  // namespace lumaweave

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QByteArray>
+#include <QImage>
+#include <QProcess>
+#include <string>
+
+struct xcb_connection_t;
+
+namespace lumaweave::test {
+
+// An X display of the test's own, for what must not change the one that the tests share.
+class VirtualDisplay {
+  public:
+    // Up when it returns; throws when none comes up.
+    VirtualDisplay();
+    ~VirtualDisplay();
+    VirtualDisplay(const VirtualDisplay&) = delete;
+    VirtualDisplay& operator=(const VirtualDisplay&) = delete;
+
+    // As in $DISPLAY.
+    [[nodiscard]] const std::string& name() const { return name_; }
+    [[nodiscard]] xcb_connection_t* connection() const { return connection_; }
+
+    // Sets a property of the first screen, of units of 8, 16 or 32 bits.
+    void setProperty(const std::string& property, const QByteArray& value, int bits = 8);
+    // What is to be seen on the first screen.
+    [[nodiscard]] QImage screenshot() const;
+
+  private:
+    QProcess server_;
+    std::string name_;
+    xcb_connection_t* connection_ = nullptr;
+};
+
+}  // namespace lumaweave::test
