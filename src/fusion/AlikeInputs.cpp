@@ -1,16 +1,13 @@
 #include "fusion/AlikeInputs.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <optional>
+#include <future>
 #include <string_view>
 
 #include "imaging/ColourProfile.h"
 #include "imaging/Conversion.h"
 #include "imaging/ImageDecoder.h"
 #include "imaging/TiffFile.h"
-#include "platform/Log.h"
 #include "platform/WorkingFolder.h"
 
 namespace lumaweave {
@@ -19,75 +16,74 @@ namespace fs = std::filesystem;
 
 namespace {
 
-bool isOurs(const fs::path& file) {
-    return file.parent_path() == workingFolder();
-}
-
-// What the file holds: a working copy that is already alike is no longer what its shot is.
+// Null when it cannot be read.
 Image contentOf(const RunInput& input) {
-    if (!isOurs(input.file)) return input.image;
-    return mapTiff(input.file).value_or(input.image);
+    const bool isOurs = input.file.parent_path() == workingFolder();
+    return isOurs ? mapTiff(input.file).value_or(Image()) : input.image;
 }
 
-std::optional<ino_t> identityOf(const fs::path& file) {
-    struct stat status {};
-    if (stat(file.c_str(), &status) != 0) return std::nullopt;
-    return status.st_ino;
+bool isAlike(const Image& content, const WantedPixels& wanted) {
+    return content.format().type == wanted.type && content.format().colours == wanted.colours &&
+           meansTheSame(content.colourProfile(), wanted.colourProfile);
 }
 
-// A file that another thread has replaced meanwhile is left alone: the next run is for that one.
-void convert(const RunInput& input, const WantedPixels& wanted) {
-    const fs::path made = newScratchPath(".tif");
-    const auto before = identityOf(input.file);
-    const Image image = contentOf(input);
-    std::error_code error;
-    if (!image.isNull() && writeConverted(image, wanted, made) &&
-        identityOf(input.file) == before) {
-        fs::rename(made, input.file, error);
-        if (error) Log("Cannot write " + input.file.native() + ": " + error.message());
-    }
-    fs::remove(made, error);
-}
-
-bool isAlike(const WantedPixels& content, const WantedPixels& wanted) {
-    return content.type == wanted.type && content.colours == wanted.colours &&
-           meansTheSame(content.colourProfile, wanted.colourProfile);
-}
-
-// What all inputs are to be.
-WantedPixels wantedOf(const std::vector<RunInput>& inputs,
-                      const std::vector<WantedPixels>& contents) {
-    WantedPixels wanted = {SampleType::uint8, 1, {}};
-    for (const WantedPixels& content : contents) {
-        wanted.type = std::max(wanted.type, content.type);
-        wanted.colours = std::max(wanted.colours, content.colours);
-    }
-    // A file that has to stay as it is decides on the profile before those that can be converted.
-    for (const bool ours : {false, true}) {
-        for (std::size_t i = 0; i < inputs.size(); ++i) {
-            if (contents[i].colours == wanted.colours && isOurs(inputs[i].file) == ours) {
-                wanted.colourProfile = contents[i].colourProfile;
-                return wanted;
-            }
+// The profile for pictures of as many colours as are wanted: the first's that others can be
+// converted to.
+QByteArray commonProfile(const std::vector<Image>& contents, int colours) {
+    std::vector<QByteArray> profiles;
+    for (const Image& content : contents) {
+        if (!content.isNull() && content.format().colours == colours) {
+            profiles.push_back(content.colourProfile());
         }
     }
+    const auto isLikeFirst = [&profiles](const QByteArray& profile) {
+        return meansTheSame(profile, profiles.front());
+    };
+    if (profiles.empty()) return {};
+    if (std::ranges::all_of(profiles, isLikeFirst)) return profiles.front();
+    const auto found = std::ranges::find_if(profiles, isConversionTarget);
+    return found == profiles.end() ? QByteArray() : *found;
+}
+
+WantedPixels wantedOf(const std::vector<Image>& contents) {
+    WantedPixels wanted = {SampleType::uint8, 1, {}};
+    for (const Image& content : contents) {
+        if (content.isNull()) continue;
+        wanted.type = std::max(wanted.type, content.format().type);
+        wanted.colours = std::max(wanted.colours, content.format().colours);
+    }
+    wanted.colourProfile = commonProfile(contents, wanted.colours);
     return wanted;
 }
 
 }  // namespace
 
-SampleType makeAlike(const std::vector<RunInput>& inputs) {
-    std::vector<WantedPixels> contents;
+AlikeInputs::AlikeInputs(const std::vector<RunInput>& inputs) {
+    std::vector<Image> contents;
     for (const RunInput& input : inputs) {
-        const Image content = contentOf(input);
-        const PixelFormat format = content.format();
-        contents.push_back({format.type, format.colours, content.colourProfile()});
+        files_.push_back(input.file);
+        contents.push_back(contentOf(input));
     }
-    const WantedPixels wanted = wantedOf(inputs, contents);
+    const WantedPixels wanted = wantedOf(contents);
+    type_ = wanted.type;
+    // All at once: each takes a core and the memory of some rows.
+    std::vector<std::future<void>> conversions;
     for (std::size_t i = 0; i < inputs.size(); ++i) {
-        if (isOurs(inputs[i].file) && !isAlike(contents[i], wanted)) convert(inputs[i], wanted);
+        if (contents[i].isNull() || isAlike(contents[i], wanted)) continue;
+        const fs::path copy = copies_.emplace_back(newScratchPath(".tif"));
+        conversions.push_back(std::async(
+            std::launch::async, [&file = files_[i], &content = contents[i], &wanted, copy] {
+                if (writeConverted(content, wanted, copy)) file = copy;
+            }));
     }
-    return wanted.type;
+    for (const std::future<void>& conversion : conversions)
+        conversion.wait();
+}
+
+AlikeInputs::~AlikeInputs() {
+    std::error_code ignored;
+    for (const fs::path& copy : copies_)
+        fs::remove(copy, ignored);
 }
 
 SampleType requestedType(const std::string& command) {

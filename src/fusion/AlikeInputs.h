@@ -13,18 +13,35 @@ namespace lumaweave {
 // colours. It takes the first shot's colour profile for all. And it stretches floats from their
 // darkest to their brightest value when it is to write integers.
 
-// One input of a run: the file that the tool is given, and the shot that it was made of.
+// One input of a run: the file that a cell gives it, and the cell's shot, which is what is in a
+// file outside the working folder.
 struct RunInput {
     std::filesystem::path file;
     Image image;
 };
 
-// Makes the inputs alike: each gets the greatest depth among them, is made RGB when any is, and its
-// colours are converted to the profile of the first (of the first in RGB, when any is). Files
-// outside the working folder, which are the person's own, stay as they are; the first of them
-// decides on the profile. Gives the type of the samples that the tool will then read. Any thread,
-// one at a time for a set of files.
-[[nodiscard]] SampleType makeAlike(const std::vector<RunInput>& inputs);
+// The inputs of a run as the tool takes them together: all of the greatest depth among them, RGB
+// when any is, and in the colour profile of the first (of the first in RGB, when any is). Files
+// that are so already are given to the tool as they are; others are converted into copies in the
+// working folder, which go with this object. No input is ever changed. Any thread.
+class AlikeInputs {
+  public:
+    explicit AlikeInputs(const std::vector<RunInput>& inputs);
+    ~AlikeInputs();
+    AlikeInputs(const AlikeInputs&) = delete;
+    AlikeInputs& operator=(const AlikeInputs&) = delete;
+
+    // The files for the tool, in the order of the inputs. One that could not be converted is the
+    // input itself; the reason is in the log.
+    [[nodiscard]] const std::vector<std::filesystem::path>& files() const { return files_; }
+    // The type of the samples that the tool will read.
+    [[nodiscard]] SampleType type() const { return type_; }
+
+  private:
+    std::vector<std::filesystem::path> files_;
+    std::vector<std::filesystem::path> copies_;
+    SampleType type_ = SampleType::uint8;
+};
 
 // The type of samples that a fusion's command line asks for, before inputs are appended to it.
 [[nodiscard]] SampleType requestedType(const std::string& command);

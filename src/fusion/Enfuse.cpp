@@ -77,7 +77,8 @@ std::vector<RunInput> runInputs(const InputOfCell& inputOfCell) {
 
 struct RunLine {
     std::string text;
-    SampleType type;  // of the result's samples
+    std::size_t inputsAt;  // where the inputs begin in the text
+    SampleType type;       // of the result's samples
 };
 
 // The whole command line of a run; none when there is nothing to run or it cannot be run, which the
@@ -86,22 +87,40 @@ std::optional<RunLine> commandLine(const fs::path& output, const InputOfCell& in
     auto command = CreateEnfuseCommandString(output);
     if (!command) return std::nullopt;
     const SampleType type = requestedType(*command);
+    const std::size_t inputsAt = command->size();
     const auto inputs = appendInputs(*command, inputOfCell);
     if (!inputs) AlertCommandLineTooLong();
     if (inputs.value_or(0) < 2) return std::nullopt;
-    return RunLine{*command, type};
+    return RunLine{*command, inputsAt, type};
+}
+
+// The line with the files that the tool takes together, in the place of the inputs.
+std::string lineFor(const RunLine& line, const std::vector<RunInput>& inputs,
+                    const std::vector<fs::path>& files) {
+    std::string text = line.text;
+    std::size_t at = line.inputsAt;
+    for (std::size_t i = 0; i < inputs.size(); ++i) {
+        const std::string& input = inputs[i].file.native();
+        const std::size_t found = text.find('"' + input + '"', at);
+        if (found == std::string::npos) continue;
+        text.replace(found + 1, input.size(), files[i].native());
+        at = found + files[i].native().size() + 2;
+    }
+    return text;
 }
 
 void echoAndRun(const RunLine& line, const fs::path& output, const InputOfCell& inputOfCell) {
-    const SampleType inputs = makeAlike(runInputs(inputOfCell));
-    PrintLine(FormatWithoutArguments(line.text));
-    if (inputs != SampleType::float32 || line.type == SampleType::float32) {
-        RunShellLine(line.text);
+    const std::vector<RunInput> inputs = runInputs(inputOfCell);
+    const AlikeInputs alike(inputs);
+    const std::string text = lineFor(line, inputs, alike.files());
+    PrintLine(FormatWithoutArguments(text));
+    if (alike.type() != SampleType::float32 || line.type == SampleType::float32) {
+        RunShellLine(text);
         return;
     }
     std::error_code none;
     const fs::file_time_type before = fs::last_write_time(output, none);
-    RunShellLine(inFloats(line.text));
+    RunShellLine(inFloats(text));
     // A file that the tool has not touched is none of its results.
     if (fs::last_write_time(output, none) != before && !none) turnInto(line.type, output);
 }

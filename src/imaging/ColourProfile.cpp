@@ -116,6 +116,20 @@ bool isLinearProfile(const QByteArray& bytes) {
                        [&](cmsTagSignature curve) { return isLinear(profile.get(), curve); });
 }
 
+bool isConversionTarget(const QByteArray& bytes) {
+    if (bytes.isEmpty()) return true;
+    const Profile profile = open(bytes);
+    if (!profile) return false;
+    const bool isGrey = cmsGetColorSpace(profile.get()) == cmsSigGrayData;
+    const Profile srgb(cmsCreate_sRGBProfile());
+    cmsHTRANSFORM transform = cmsCreateTransform(
+        srgb.get(), TYPE_RGB_FLT, profile.get(), isGrey ? TYPE_GRAY_FLT : TYPE_RGB_FLT,
+        INTENT_RELATIVE_COLORIMETRIC, cmsFLAGS_NOCACHE | cmsFLAGS_NOOPTIMIZE);
+    if (transform == nullptr) return false;
+    cmsDeleteTransform(transform);
+    return true;
+}
+
 QByteArray withDisplayTones(const QByteArray& linearProfile) {
     const Profile profile = open(linearProfile);
     if (!profile) return {};

@@ -31,6 +31,10 @@ namespace lumaweave {
 // profile is not built of primaries and curves.
 [[nodiscard]] QByteArray withDisplayTones(const QByteArray& linearProfile);
 
+// Whether colours can be converted to this profile, of RGB or grey, or empty: those of scanners and
+// cameras often tell only the way from them.
+[[nodiscard]] bool isConversionTarget(const QByteArray& profile);
+
 // CIE coordinates of an RGB space.
 struct Primaries {
     double redX, redY, greenX, greenY, blueX, blueY, whiteX, whiteY;

@@ -44,33 +44,39 @@ struct TransformCloser {
 };
 using Transform = std::unique_ptr<void, TransformCloser>;
 
-// Between the colours of two profiles, floats both. None where the numbers stay as they are.
-Transform transformBetween(const PixelData& source, const PixelData& target) {
-    const bool isGrey = source.format.colours == 1;
-    if (isGrey == (target.format.colours == 1) &&
-        meansTheSame(source.colourProfile, target.colourProfile)) {
-        return nullptr;
-    }
-    if (source.colourProfile.isEmpty() && target.colourProfile.isEmpty()) return nullptr;
-    const auto open = [](const QByteArray& bytes, int colours) {
-        const QByteArray& profile = bytes.isEmpty() && colours == 1 ? srgbGreyProfile() : bytes;
-        if (profile.isEmpty()) return cmsCreate_sRGBProfile();
-        return cmsOpenProfileFromMem(profile.constData(),
-                                     static_cast<cmsUInt32Number>(profile.size()));
-    };
+cmsHPROFILE openProfile(const QByteArray& bytes, int colours) {
+    const QByteArray profile = bytes.isEmpty() && colours == 1 ? srgbGreyProfile() : bytes;
+    if (profile.isEmpty()) return cmsCreate_sRGBProfile();
+    return cmsOpenProfileFromMem(profile.constData(), static_cast<cmsUInt32Number>(profile.size()));
+}
+
+// Floats both. Null when a profile cannot be used.
+Transform transformThrough(const QByteArray& fromProfile, int fromColours,
+                           const QByteArray& toProfile, int toColours) {
     const auto layout = [](int colours) { return colours == 1 ? TYPE_GRAY_FLT : TYPE_RGB_FLT; };
-    cmsHPROFILE from = open(source.colourProfile, source.format.colours);
-    cmsHPROFILE to = open(target.colourProfile, target.format.colours);
+    cmsHPROFILE from = openProfile(fromProfile, fromColours);
+    cmsHPROFILE to = openProfile(toProfile, toColours);
     Transform transform(from == nullptr || to == nullptr
                             ? nullptr
-                            : cmsCreateTransform(from, layout(source.format.colours), to,
-                                                 layout(target.format.colours),
+                            : cmsCreateTransform(from, layout(fromColours), to, layout(toColours),
                                                  INTENT_RELATIVE_COLORIMETRIC,
                                                  cmsFLAGS_NOCACHE | cmsFLAGS_NOOPTIMIZE));
     if (from != nullptr) cmsCloseProfile(from);
     if (to != nullptr) cmsCloseProfile(to);
-    if (!transform)
-        Log("A picture's colour profile cannot be used: its numbers are taken as they are");
+    return transform;
+}
+
+// The conversion of a picture's colours; none where their numbers stay as they are.
+Transform transformBetween(const PixelData& source, const PixelData& target) {
+    const int from = source.format.colours;
+    const int to = target.format.colours;
+    if (from == to && meansTheSame(source.colourProfile, target.colourProfile)) return nullptr;
+    if (source.colourProfile.isEmpty() && target.colourProfile.isEmpty()) return nullptr;
+    Transform transform = transformThrough(source.colourProfile, from, target.colourProfile, to);
+    if (!transform) {
+        Log("Colour profile not used: it cannot be read");
+        transform = transformThrough({}, from, target.colourProfile, to);
+    }
     return transform;
 }
 

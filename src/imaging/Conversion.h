@@ -15,9 +15,10 @@ struct WantedPixels {
 };
 
 // Writes the picture as writeTiff does (atomically), made what is wanted: colours go through their
-// own profile into the wanted one, and keep their numbers where both profiles say the same or one
-// of them cannot be used. What the picture is already stays as it is, alpha too. Floats outside 0
-// to 1 are clipped where they become integers. False when it could not be written; the reason is
+// own profile into the wanted one, and keep their numbers where both say the same. A profile of the
+// picture that cannot be used is taken for none, with a line in the log. What the picture is
+// already stays as it is, alpha too. Floats outside 0 to 1 are clipped where they become integers,
+// and by profiles that are made of tables. False when it could not be written; the reason is
 // logged. Takes memory for some rows only. Any thread.
 [[nodiscard]] bool writeConverted(const Image& image, const WantedPixels& wanted,
                                   const std::filesystem::path& path);

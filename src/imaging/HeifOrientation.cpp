@@ -144,14 +144,15 @@ std::optional<int> heifOrientation(std::span<const unsigned char> file,
             if (place < 1 || place > properties.size()) continue;
             const Box& property = properties[static_cast<std::size_t>(place) - 1];
             Fields fields(property.content);
+            const bool isMirror = property.type == "imir";
+            const bool isRotation = property.type == "irot";
             if (property.type == "clap") return std::nullopt;
-            if (property.type == "imir") {
-                turn = then(turn, (fields.number(1) & 1U) != 0 ? leftRight : topBottom);
-            } else if (property.type == "irot") {
-                const std::uint64_t quarters = fields.number(1) & 3U;
-                for (std::uint64_t i = 0; i < quarters; ++i)
-                    turn = then(turn, quarterAgainstTheClock);
-            }
+            if (!isMirror && !isRotation) continue;
+            const std::uint64_t value = fields.number(1);
+            if (!fields.sufficed()) return std::nullopt;
+            if (isMirror) turn = then(turn, (value & 1U) != 0 ? leftRight : topBottom);
+            for (std::uint64_t i = 0; isRotation && i < (value & 3U); ++i)
+                turn = then(turn, quarterAgainstTheClock);
         }
     }
     const auto orientation = std::ranges::find(orientations, turn);

@@ -10,11 +10,11 @@
 #include "platform/FileDescriptor.h"
 #include "platform/Log.h"
 
-// The main picture of HEIC, HEIF and AVIF files. What the file asks for by its own transformations
-// counts; an orientation among its EXIF says the same once more. The library cannot mirror more
-// than 8 bits, and turns the colours alone where the alpha does not name the turn as well. So it is
-// asked for the pixels as they are stored where it can give those; alpha that names a turn it
-// always turns. It also forgets alpha whose sides are exchanged with the turned picture's.
+// The main picture of HEIC, HEIF and AVIF files. The library turns it as the file's own
+// transformations ask; an orientation among its EXIF says the same once more and does not count.
+// But it cannot mirror more than 8 bits, and it turns the colours alone where alpha does not name
+// the turn as well (then it even forgets alpha whose sides are exchanged with the turned colours').
+// Such pictures are read as they are stored, and turned here.
 
 namespace lumaweave {
 
@@ -91,6 +91,12 @@ struct Plane {
     template <typename Sample>
     void copyRow(int y, int samples, Sample* to) const {
         const unsigned char* from = bytes + std::ptrdiff_t{y} * stride;
+        if constexpr (sizeof(Sample) == 1) {
+            if (bits == 8) {
+                std::copy_n(from, samples, to);
+                return;
+            }
+        }
         const unsigned highest = (1U << static_cast<unsigned>(bits)) - 1U;
         constexpr unsigned full = fullValue<Sample>();
         for (int i = 0; i < samples; ++i) {
@@ -139,19 +145,20 @@ class HeifReader : public WholePictureReader {
         heif_image_handle* opened = nullptr;
         if (!succeeds(heif_context_get_primary_image_handle(context_.get(), &opened))) return false;
         handle_.reset(opened);
+        bits_ = heif_image_handle_get_luma_bits_per_pixel(opened);
+        Companion alpha = findAlpha();
         const auto orientation = heifOrientation(bytes_);
-        asStored_ = orientation && std::ranges::all_of(companions(), [this](heif_item_id item) {
-                        return heifOrientation(bytes_, item) == 1;
-                    });
+        asStored_ = orientation && isToBeTurnedHere(*orientation, alpha);
         orientation_ = asStored_ ? *orientation : 1;
         description_.width = asStored_ ? heif_image_handle_get_ispe_width(opened)
                                        : heif_image_handle_get_width(opened);
         description_.height = asStored_ ? heif_image_handle_get_ispe_height(opened)
                                         : heif_image_handle_get_height(opened);
-        bits_ = heif_image_handle_get_luma_bits_per_pixel(opened);
         description_.format.alpha = heif_image_handle_has_alpha_channel(opened) != 0;
-        if (asStored_ && !description_.format.alpha) forgottenAlpha_ = findForgottenAlpha();
-        if (forgottenAlpha_) description_.format.alpha = true;
+        if (asStored_ && !description_.format.alpha && isOfStoredSize(alpha.handle.get())) {
+            description_.format.alpha = true;
+            forgottenAlpha_ = std::move(alpha.handle);
+        }
         description_.format.type = bits_ > 8 ? SampleType::uint16 : SampleType::uint8;
         description_.colourProfile = profileOf(opened);
         return bits_ > 0 && bits_ <= 16;
@@ -164,17 +171,27 @@ class HeifReader : public WholePictureReader {
         return false;
     }
 
-    // The pictures that go with the main one, but for its depth map.
-    [[nodiscard]] std::vector<heif_item_id> companions() const {
-        constexpr int filter = LIBHEIF_AUX_IMAGE_FILTER_OMIT_DEPTH;
-        std::vector<heif_item_id> items(static_cast<std::size_t>(
-            heif_image_handle_get_number_of_auxiliary_images(handle_.get(), filter)));
-        heif_image_handle_get_list_of_auxiliary_image_IDs(handle_.get(), filter, items.data(),
-                                                          static_cast<int>(items.size()));
-        return items;
+    // A picture that goes with the main one; its handle is null where there is none.
+    struct Companion {
+        heif_item_id item = 0;
+        Handle handle;
+    };
+    [[nodiscard]] Companion findAlpha() const;
+
+    [[nodiscard]] bool isToBeTurnedHere(int orientation, const Companion& alpha) const {
+        if (orientation == 1) return false;
+        // Alpha that names a turn is always turned by the library.
+        if (alpha.handle) return heifOrientation(bytes_, alpha.item) == 1;
+        const bool isMirrored =
+            orientation == 2 || orientation == 4 || orientation == 5 || orientation == 7;
+        return isMirrored && bits_ > 8;
     }
 
-    [[nodiscard]] Handle findForgottenAlpha() const;
+    [[nodiscard]] bool isOfStoredSize(const heif_image_handle* companion) const {
+        return companion != nullptr &&
+               heif_image_handle_get_ispe_width(companion) == description_.width &&
+               heif_image_handle_get_ispe_height(companion) == description_.height;
+    }
     [[nodiscard]] HeifImage decode(const Handle& handle, heif_colorspace space,
                                    heif_chroma chroma) const;
     [[nodiscard]] Image decode() override;
@@ -191,13 +208,17 @@ class HeifReader : public WholePictureReader {
     bool asStored_ = false;  // pixels come as they are stored, and orientation_ tells the turn
 };
 
-// Alpha of the stored picture's size that the library does not give with it.
-Handle HeifReader::findForgottenAlpha() const {
-    for (const heif_item_id item : companions()) {
+HeifReader::Companion HeifReader::findAlpha() const {
+    constexpr int filter = LIBHEIF_AUX_IMAGE_FILTER_OMIT_DEPTH;
+    const heif_image_handle* main = handle_.get();
+    std::vector<heif_item_id> items(
+        static_cast<std::size_t>(heif_image_handle_get_number_of_auxiliary_images(main, filter)));
+    heif_image_handle_get_list_of_auxiliary_image_IDs(main, filter, items.data(),
+                                                      static_cast<int>(items.size()));
+    for (const heif_item_id item : items) {
         heif_image_handle* opened = nullptr;
-        const heif_error error =
-            heif_image_handle_get_auxiliary_image_handle(handle_.get(), item, &opened);
-        Handle companion(opened);
+        const heif_error error = heif_image_handle_get_auxiliary_image_handle(main, item, &opened);
+        Companion companion = {item, Handle(opened)};
         const char* type = nullptr;
         if (error.code != heif_error_Ok ||
             heif_image_handle_get_auxiliary_type(opened, &type).code != heif_error_Ok) {
@@ -205,14 +226,12 @@ Handle HeifReader::findForgottenAlpha() const {
         }
         const std::string name = type;
         heif_image_handle_free_auxiliary_types(opened, &type);
-        const bool isAlpha = name == "urn:mpeg:mpegB:cicp:systems:auxiliary:alpha" ||
-                             name == "urn:mpeg:hevc:2015:auxid:1";
-        if (isAlpha && heif_image_handle_get_ispe_width(opened) == description_.width &&
-            heif_image_handle_get_ispe_height(opened) == description_.height) {
+        if (name == "urn:mpeg:mpegB:cicp:systems:auxiliary:alpha" ||
+            name == "urn:mpeg:hevc:2015:auxid:1" || name == "urn:mpeg:avc:2015:auxid:1") {
             return companion;
         }
     }
-    return nullptr;
+    return {};
 }
 
 // Null, with the reason in the log, when it cannot be decoded.

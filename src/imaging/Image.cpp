@@ -172,8 +172,9 @@ QImage Image::toScreen() const {
     return isNull() ? QImage() : screenImage(*pixels_);
 }
 
-void Image::toScreen(unsigned char* rgba) const {
-    if (!isNull()) screenPixels(*pixels_, rgba);
+void Image::toScreen(unsigned char* rgba,
+                     const std::function<void(double share)>& progressed) const {
+    if (!isNull()) screenPixels(*pixels_, rgba, progressed);
 }
 
 }  // namespace lumaweave

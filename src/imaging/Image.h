@@ -4,6 +4,7 @@
 #include <QImage>
 #include <QRectF>
 #include <QSizeF>
+#include <functional>
 #include <memory>
 
 namespace lumaweave {
@@ -68,8 +69,10 @@ class Image {
     // down first. Null gives a null image.
     [[nodiscard]] QImage toScreen() const;
     // The same into memory of the caller's: rows of pixelsWide x 4 bytes, without gaps. Worked on
-    // by every core, strip by strip. Null writes nothing.
-    void toScreen(unsigned char* rgba) const;
+    // by every core, strip by strip; the calling thread tells the share that is done, up to 1. Null
+    // writes nothing.
+    void toScreen(unsigned char* rgba,
+                  const std::function<void(double share)>& progressed = {}) const;
 
     // The pixels themselves, for the rest of imaging/ only.
     [[nodiscard]] const PixelData& pixels() const { return *pixels_; }

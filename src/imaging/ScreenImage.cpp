@@ -4,10 +4,14 @@
 
 #include <algorithm>
 #include <atomic>
+#include <exception>
+#include <functional>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <type_traits>
 #include <vector>
@@ -106,10 +110,14 @@ Profile openProfile(const QByteArray& bytes, int colours) {
         cmsOpenProfileFromMem(profile.constData(), static_cast<cmsUInt32Number>(profile.size())));
 }
 
+// Which conversions are to be made. Quick ones of more than 8 bits are interpolated between few
+// points, and up to 13 levels out in strong colours; exact ones take nine times as long.
+enum class Way { exact, quick };
+
 // Into the screen's colours, 8-bit RGBA; floats are taken as 16-bit integers. Throws the reason
 // when a profile cannot be used. Without a cache, so that several threads may use it at once.
 Transform transformFor(const PixelFormat& format, const QByteArray& profile,
-                       const QByteArray& screen) {
+                       const QByteArray& screen, Way way) {
     if (!profile.isEmpty() && !isProfileOf(profileColourSpace(format.colours), profile.constData(),
                                            static_cast<std::size_t>(profile.size()))) {
         throw std::runtime_error("it is for another kind of picture");
@@ -121,11 +129,15 @@ Transform transformFor(const PixelFormat& format, const QByteArray& profile,
     const auto colours = static_cast<unsigned>(format.colours);
     const cmsUInt32Number layout = COLORSPACE_SH(colours == 1 ? PT_GRAY : PT_RGB) |
                                    CHANNELS_SH(colours) | EXTRA_SH(alpha) | BYTES_SH(bytes);
+    // Screens have a black of their own, into which the darkest shades are not to sink.
+    cmsUInt32Number flags = cmsFLAGS_NOCACHE | cmsFLAGS_BLACKPOINTCOMPENSATION;
+    if (format.alpha) flags |= cmsFLAGS_COPY_ALPHA;
+    const bool isQuickOneExact = colours == 3 && bytes == 1;
+    if (way == Way::exact && !isQuickOneExact) flags |= cmsFLAGS_NOOPTIMIZE;
     Transform transform;
     if (from && to) {
-        transform.reset(cmsCreateTransform(
-            from.get(), layout, to.get(), TYPE_RGBA_8, INTENT_RELATIVE_COLORIMETRIC,
-            cmsFLAGS_NOCACHE | (format.alpha ? cmsFLAGS_COPY_ALPHA : 0U)));
+        transform.reset(cmsCreateTransform(from.get(), layout, to.get(), TYPE_RGBA_8,
+                                           INTENT_RELATIVE_COLORIMETRIC, flags));
     }
     if (!transform) throw std::runtime_error("it cannot be read");
     return transform;
@@ -136,13 +148,17 @@ Transform transformFor(const PixelData& source) {
     const QByteArray screen = screenProfile();
     const bool isOfScreensKind = source.format.colours == 3 || screen.isEmpty();
     if (isOfScreensKind && meansTheSame(source.colourProfile, screen)) return nullptr;
+    // Only panoramas are converted as a whole.
+    constexpr std::size_t mostExactPixels = std::size_t{1} << 25;
+    const std::size_t pixels =
+        static_cast<std::size_t>(source.width) * static_cast<std::size_t>(source.height);
+    const Way way = pixels <= mostExactPixels ? Way::exact : Way::quick;
     try {
-        return transformFor(source.format, source.colourProfile, screen);
+        return transformFor(source.format, source.colourProfile, screen, way);
     } catch (const std::runtime_error& error) {
         Log(std::string("Colour profile not used: ") + error.what());
-        if (!screen.isEmpty()) return transformFor(source.format, {}, screen);
+        return screen.isEmpty() ? nullptr : transformFor(source.format, {}, screen, way);
     }
-    return nullptr;
 }
 
 void convertThroughProfile(const PixelData& source, void* transform, uchar* rgba) {
@@ -159,6 +175,10 @@ void convertThroughProfile(const PixelData& source, void* transform, uchar* rgba
     cmsDoTransform(transform, bytes, rgba, static_cast<cmsUInt32Number>(pixels));
 }
 
+int threadCount() {
+    return static_cast<int>(std::thread::hardware_concurrency());
+}
+
 // Some rows of a picture, as a picture.
 PixelData rowsOf(const PixelData& source, int first, int count) {
     PixelData rows = source;
@@ -172,13 +192,12 @@ PixelData rowsOf(const PixelData& source, int first, int count) {
 void setScreenProfile(const QByteArray& profile) {
     QByteArray usable;
     try {
-        // Checked with an ordinary picture of another space.
+        const auto size = static_cast<std::size_t>(profile.size());
+        if (!profile.isEmpty() && !isProfileOf("RGB ", profile.constData(), size)) {
+            throw std::runtime_error("it is for another kind of screen");
+        }
         if (!profile.isEmpty() && !isSrgbProfile(profile)) {
-            if (!isProfileOf("RGB ", profile.constData(),
-                             static_cast<std::size_t>(profile.size()))) {
-                throw std::runtime_error("it is for another kind of screen");
-            }
-            transformFor({}, {}, profile);
+            transformFor({}, {}, profile, Way::exact);
             usable = profile;
         }
     } catch (const std::runtime_error& error) {
@@ -188,33 +207,54 @@ void setScreenProfile(const QByteArray& profile) {
     colourSpaceOfScreen = usable;
 }
 
-void screenPixels(const PixelData& source, unsigned char* rgba) {
+void screenPixels(const PixelData& source, unsigned char* rgba,
+                  const std::function<void(double share)>& progressed) {
     // Large enough that setting up a strip does not count, small enough for the copies that some
     // conversions make.
-    constexpr std::size_t pixelsPerStrip = std::size_t{1} << 22;
+    constexpr std::size_t pixelsPerStrip = std::size_t{1} << 21;
     const auto width = static_cast<std::size_t>(source.width);
     const int stripRows = static_cast<int>(std::max<std::size_t>(1, pixelsPerStrip / width));
     const int strips = (source.height + stripRows - 1) / stripRows;
     const Transform transform = transformFor(source);
     std::atomic<int> next = 0;
-    const auto work = [&] {
-        for (int strip = next++; strip < strips; strip = next++) {
-            const int first = strip * stripRows;
-            const PixelData rows =
-                rowsOf(source, first, std::min(stripRows, source.height - first));
-            unsigned char* to = rgba + std::size_t{4} * width * static_cast<std::size_t>(first);
-            if (transform) {
-                convertThroughProfile(rows, transform.get(), to);
-            } else {
-                convertPlainly(rows, to);
-            }
+    const auto convertNext = [&] {
+        const int strip = next++;
+        if (strip >= strips) return false;
+        const int first = strip * stripRows;
+        const PixelData rows = rowsOf(source, first, std::min(stripRows, source.height - first));
+        unsigned char* to = rgba + std::size_t{4} * width * static_cast<std::size_t>(first);
+        if (transform) {
+            convertThroughProfile(rows, transform.get(), to);
+        } else {
+            convertPlainly(rows, to);
         }
+        return true;
     };
-    std::vector<std::jthread> helpers;
-    const int cores = static_cast<int>(std::thread::hardware_concurrency());
-    for (int i = 1; i < std::min(cores, strips); ++i)
-        helpers.emplace_back(work);
-    work();
+    std::vector<std::exception_ptr> failures(
+        static_cast<std::size_t>(std::max(1, std::min(threadCount(), strips))));
+    {
+        std::vector<std::jthread> helpers;
+        const auto help = [&convertNext](std::exception_ptr& failure) {
+            try {
+                while (convertNext()) {
+                }
+            } catch (const std::bad_alloc&) {
+                failure = std::current_exception();
+            }
+        };
+        try {
+            for (std::size_t i = 1; i < failures.size(); ++i)
+                helpers.emplace_back(help, std::ref(failures[i]));
+        } catch (const std::system_error&) {
+            // With fewer it takes longer.
+        }
+        while (convertNext()) {
+            if (progressed) progressed(std::min(1.0, static_cast<double>(next) / strips));
+        }
+    }
+    for (const std::exception_ptr& failure : failures) {
+        if (failure) std::rethrow_exception(failure);
+    }
 }
 
 QImage fileValues(const PixelData& source) {

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QImage>
+#include <functional>
 
 namespace lumaweave {
 
@@ -17,8 +18,10 @@ void setScreenProfile(const QByteArray& profile);
 [[nodiscard]] QImage screenImage(const PixelData& source);
 
 // The same into memory of the caller's, rows of width x 4 bytes without gaps. Large pictures are
-// converted in strips, by as many threads as there are cores.
-void screenPixels(const PixelData& source, unsigned char* rgba);
+// converted in strips, by as many threads as there are cores; the calling one tells how far that
+// is, from 0 to 1. Throws std::bad_alloc when memory runs out.
+void screenPixels(const PixelData& source, unsigned char* rgba,
+                  const std::function<void(double share)>& progressed = {});
 
 // The picture's own values as 8-bit RGBA, whatever its profile says of them. Any thread.
 [[nodiscard]] QImage fileValues(const PixelData& source);

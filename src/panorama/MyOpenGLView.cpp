@@ -148,7 +148,9 @@ void MyOpenGLView::drawImageIntoBuffer(const Image& image) {
     const bool sameSize =
         image.pixelsWide() == sourceImageWidth_ && image.pixelsHigh() == sourceImageHeight_;
     (sameSize ? image : image.scaled(sourceImageWidth_, sourceImageHeight_))
-        .toScreen(reinterpret_cast<unsigned char*>(imagePixels_.get()));
+        .toScreen(reinterpret_cast<unsigned char*>(imagePixels_.get()), [this](double share) {
+            Q_EMIT texturesProgressed(static_cast<int>(share * bufferSteps), allSteps);
+        });
 }
 
 void MyOpenGLView::createTextures(const Image& image) {

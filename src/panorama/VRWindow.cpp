@@ -38,6 +38,11 @@ std::string tooLittleMemory(std::uint64_t needed, std::uint64_t available) {
            megabytes(needed) + ", and " + megabytes(available) + " are free.";
 }
 
+std::uint64_t memoryFor(const Image& image) {
+    return panoramaMemory(static_cast<int>(image.size().width()),
+                          static_cast<int>(image.size().height()));
+}
+
 // Why the picture cannot be shown here; empty when it can.
 std::string objectionTo(const Image& image) {
     const auto graphics = panoramaGraphics();
@@ -51,7 +56,7 @@ std::string objectionTo(const Image& image) {
                std::to_string(graphics->longestTextureSide * sectionColumns) + " x " +
                std::to_string(graphics->longestTextureSide * sectionRows) + " pixels at most.";
     }
-    const std::uint64_t needed = panoramaMemory(width, height);
+    const std::uint64_t needed = memoryFor(image);
     const std::uint64_t available = availableMemory();
     return needed > available ? tooLittleMemory(needed, available) : std::string();
 }
@@ -92,8 +97,7 @@ std::string VRWindow::fill(const Image& image) {
     try {
         theGLView()->createTextures(image);
     } catch (const std::bad_alloc&) {
-        failure = tooLittleMemory(panoramaMemory(image.pixelsWide(), image.pixelsHigh()),
-                                  availableMemory());
+        failure = tooLittleMemory(memoryFor(image), availableMemory());
     }
     QApplication::restoreOverrideCursor();
     return failure;

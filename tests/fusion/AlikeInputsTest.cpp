@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <filesystem>
+#include <set>
 #include <vector>
 
 #include "imaging/Conversion.h"
@@ -11,8 +12,10 @@
 #include "imaging/TiffFile.h"
 #include "imaging/TiffWriter.h"
 #include "platform/WorkingFolder.h"
+#include "support/FileSizeLimit.h"
 #include "support/FormatFixtures.h"
 #include "support/Pictures.h"
+#include "support/Recorders.h"
 #include "support/TestFolder.h"
 
 namespace lumaweave {
@@ -20,6 +23,7 @@ namespace lumaweave {
 namespace fs = std::filesystem;
 using test::differenceBetween;
 using test::makeImage;
+using testing::ElementsAre;
 
 namespace {
 
@@ -44,7 +48,13 @@ class AlikeInputsTest : public testing::Test {
         EXPECT_TRUE(writeTiff(input.image, input.file, Write::plain));
         return input;
     }
-    static PixelFormat formatOf(const RunInput& input) { return mapTiff(input.file)->format(); }
+    // What the tool is given for an input.
+    static Image given(const AlikeInputs& alike, std::size_t input) {
+        return mapTiff(alike.files()[input]).value_or(Image());
+    }
+    static std::set<fs::path> workingFiles() {
+        return {fs::directory_iterator(workingFolder()), fs::directory_iterator()};
+    }
 
     test::TestFolder folder;
 };
@@ -64,53 +74,57 @@ TEST_F(AlikeInputsTest, TheTypeIsTheLastThatTheCommandNames) {
     EXPECT_EQ(requestedType("\"tool\" -o \"a --depth=r32.tif\" --depth=16"), SampleType::uint16);
 }
 
-TEST_F(AlikeInputsTest, InputsThatAreAlikeAreNotTouched) {
+TEST_F(AlikeInputsTest, InputsThatAreAlikeAreGivenAsTheyAre) {
     const RunInput a = working("a.tif", rgb8);
     const RunInput b = working("b.tif", rgb8);
-    const std::string before = test::readFile(a.file);
-    const auto written = fs::last_write_time(a.file);
-    EXPECT_EQ(makeAlike({a, b}), SampleType::uint8);
-    EXPECT_EQ(test::readFile(a.file), before);
-    EXPECT_EQ(fs::last_write_time(a.file), written);
+    const auto before = workingFiles();
+    const AlikeInputs alike({a, b});
+    EXPECT_EQ(alike.type(), SampleType::uint8);
+    EXPECT_THAT(alike.files(), ElementsAre(a.file, b.file));
+    EXPECT_EQ(workingFiles(), before);
 }
 
-TEST_F(AlikeInputsTest, AllBecomeAsDeepAsTheDeepestAndRgbWhenAnyIs) {
+TEST_F(AlikeInputsTest, AllAreAsDeepAsTheDeepestAndRgbWhenAnyIs) {
     const RunInput a = working("a.tif", grey8);
     const RunInput b = working("b.tif", greyAlpha16);
     const RunInput c = working("c.tif", rgbFloat);
-    EXPECT_EQ(makeAlike({a, b, c}), SampleType::float32);
-    EXPECT_EQ(formatOf(a), rgbFloat);
-    EXPECT_EQ(formatOf(b), (PixelFormat{3, true, SampleType::float32}));
-    EXPECT_EQ(formatOf(c), rgbFloat);
-    const Image raised = *mapTiff(a.file);
+    const AlikeInputs alike({a, b, c});
+    EXPECT_EQ(alike.type(), SampleType::float32);
+    EXPECT_EQ(given(alike, 0).format(), rgbFloat);
+    EXPECT_EQ(given(alike, 1).format(), (PixelFormat{3, true, SampleType::float32}));
+    EXPECT_EQ(alike.files()[2], c.file);
     const std::vector<double> grey = test::samplesOf(a.image);
-    const std::vector<double> colours = test::samplesOf(raised);
+    const std::vector<double> colours = test::samplesOf(given(alike, 0));
     for (std::size_t i = 0; i < grey.size(); ++i) {
         for (std::size_t s = 0; s < 3; ++s)
             ASSERT_NEAR(colours[3 * i + s], grey[i], 1e-6);
     }
     // Alpha is kept.
-    EXPECT_NEAR(test::samplesOf(*mapTiff(b.file))[3], test::samplesOf(b.image)[1], 1e-6);
-    // A second time there is nothing to do.
-    const auto written = fs::last_write_time(a.file);
-    EXPECT_EQ(makeAlike({a, b, c}), SampleType::float32);
-    EXPECT_EQ(fs::last_write_time(a.file), written);
+    EXPECT_NEAR(test::samplesOf(given(alike, 1))[3], test::samplesOf(b.image)[1], 1e-6);
 }
 
-TEST_F(AlikeInputsTest, ShotsMappedFromTheFileKeepTheirPixels) {
+TEST_F(AlikeInputsTest, CopiesGoWithTheRunAndInputsNeverChange) {
     const RunInput a = working("a.tif", grey8);
-    const Image mapped = *mapTiff(a.file);
-    EXPECT_EQ(makeAlike({{a.file, mapped}, working("b.tif", rgb8)}), SampleType::uint8);
-    EXPECT_EQ(mapped.format(), grey8);
-    EXPECT_EQ(differenceBetween(mapped, a.image).largest, 0);
+    const RunInput b = working("b.tif", rgb16);
+    const std::string before = test::readFile(a.file);
+    const auto files = workingFiles();
+    {
+        const AlikeInputs alike({a, b});
+        EXPECT_NE(alike.files()[0], a.file);
+        EXPECT_EQ(alike.files()[0].parent_path(), workingFolder());
+    }
+    EXPECT_EQ(test::readFile(a.file), before);
+    EXPECT_EQ(workingFiles(), files);
 }
 
-TEST_F(AlikeInputsTest, FilesOfThePersonsOwnStayAsTheyAre) {
+TEST_F(AlikeInputsTest, FilesOfThePersonsOwnAreConvertedIntoCopies) {
     const Image image = makeImage(40, 30, grey8, scene);
     const fs::path own = folder / "own.tif";
-    ASSERT_TRUE(writeTiff(image, own, Write::plain));
+    test::saveImage(image, own);
     const std::string before = test::readFile(own);
-    EXPECT_EQ(makeAlike({{own, image}, working("b.tif", rgb8)}), SampleType::uint8);
+    const AlikeInputs alike({{own, decodeImage(own)}, working("b.tif", rgb8)});
+    EXPECT_EQ(given(alike, 0).format(), rgb8);
+    EXPECT_EQ(alike.files()[0].parent_path(), workingFolder());
     EXPECT_EQ(test::readFile(own), before);
 }
 
@@ -120,22 +134,23 @@ TEST_F(AlikeInputsTest, ColoursAreConvertedToTheProfileOfTheFirst) {
     const RunInput b = working("b.tif", rgb16);
     const RunInput c =
         working("c.tif", {3, true, SampleType::uint16}, test::profileOf(test::displayP3Space));
-    const std::string before = test::readFile(a.file);
-    EXPECT_EQ(makeAlike({a, b, c}), SampleType::uint16);
-    EXPECT_EQ(test::readFile(a.file), before);
-    for (const RunInput& input : {b, c}) {
-        const Image converted = *mapTiff(input.file);
-        EXPECT_EQ(converted.format(), input.image.format());
+    const AlikeInputs alike({a, b, c});
+    EXPECT_EQ(alike.type(), SampleType::uint16);
+    EXPECT_EQ(alike.files()[0], a.file);
+    for (const std::size_t input : {std::size_t{1}, std::size_t{2}}) {
+        const Image& source = input == 1 ? b.image : c.image;
+        const auto& space = input == 1 ? test::srgbSpace : test::displayP3Space;
+        const Image converted = given(alike, input);
+        EXPECT_EQ(converted.format(), source.format());
         EXPECT_EQ(converted.colourProfile(), adobe);
-        const auto& space = input.file == b.file ? test::srgbSpace : test::displayP3Space;
-        const auto wanted = test::samplesOf(input.image);
+        const auto wanted = test::samplesOf(source);
         const auto got = test::samplesOf(converted);
-        const auto samples = static_cast<std::size_t>(input.image.format().samples());
+        const auto samples = static_cast<std::size_t>(source.format().samples());
         int compared = 0;
         for (std::size_t i = 0; i < wanted.size(); i += samples) {
             const auto is = test::inSrgb(test::adobeRgbSpace, {got[i], got[i + 1], got[i + 2]});
             const auto was = test::inSrgb(space, {wanted[i], wanted[i + 1], wanted[i + 2]});
-            // What Adobe RGB cannot show is clipped, and dark colours move fast with it.
+            // What Adobe RGB cannot show is clipped.
             const auto isInside = [](double value) { return value > 0.002 && value < 0.998; };
             if (!isInside(got[i]) || !isInside(got[i + 1]) || !isInside(got[i + 2])) continue;
             ++compared;
@@ -147,64 +162,69 @@ TEST_F(AlikeInputsTest, ColoursAreConvertedToTheProfileOfTheFirst) {
         }
         EXPECT_GT(compared, 500);
     }
-    // A second time there is nothing to do.
-    const auto written = fs::last_write_time(b.file);
-    EXPECT_EQ(makeAlike({a, b, c}), SampleType::uint16);
-    EXPECT_EQ(fs::last_write_time(b.file), written);
+}
+
+TEST_F(AlikeInputsTest, AShotThatHasGoneLeavesNoTrace) {
+    const RunInput a = working("a.tif", rgb16);
+    const RunInput b = working("b.tif", rgb16, test::profileOf(test::adobeRgbSpace));
+    const RunInput c = working("c.tif", rgb16, test::profileOf(test::adobeRgbSpace));
+    EXPECT_THAT(AlikeInputs({a, b, c}).files(),
+                ElementsAre(a.file, testing::Ne(b.file), testing::Ne(c.file)));
+    const AlikeInputs alike({b, c});
+    EXPECT_THAT(alike.files(), ElementsAre(b.file, c.file));
+    EXPECT_EQ(differenceBetween(given(alike, 0), b.image).largest, 0);
 }
 
 TEST_F(AlikeInputsTest, ProfilesThatSayTheSameAreNoReasonToConvert) {
     const RunInput a = working("a.tif", rgb16);
     const RunInput b = working("b.tif", rgb16, test::profileOf(test::srgbSpace));
     ASSERT_FALSE(b.image.colourProfile().isEmpty());
-    const std::string before = test::readFile(b.file);
-    EXPECT_EQ(makeAlike({a, b}), SampleType::uint16);
-    EXPECT_EQ(test::readFile(b.file), before);
+    EXPECT_THAT(AlikeInputs({a, b}).files(), ElementsAre(a.file, b.file));
 }
 
 TEST_F(AlikeInputsTest, GreyShotsGetTheToneCurveOfTheFirst) {
     const RunInput a = working("a.tif", grey8, test::greyProfileOf(1.8));
     const RunInput b = working("b.tif", grey8);
-    EXPECT_EQ(makeAlike({a, b}), SampleType::uint8);
-    const Image converted = *mapTiff(b.file);
-    EXPECT_EQ(converted.format(), grey8);
-    EXPECT_EQ(converted.colourProfile(), a.image.colourProfile());
+    const AlikeInputs alike({a, b});
+    EXPECT_EQ(given(alike, 1).format(), grey8);
+    EXPECT_EQ(given(alike, 1).colourProfile(), a.image.colourProfile());
     const auto was = test::samplesOf(b.image);
-    const auto is = test::samplesOf(converted);
+    const auto is = test::samplesOf(given(alike, 1));
     for (std::size_t i = 0; i < was.size(); ++i)
         ASSERT_NEAR(is[i], std::pow(test::srgbDecoded(was[i]), 1 / 1.8), 1.01 / 255);
 }
 
-TEST_F(AlikeInputsTest, AnUnusableProfileLeavesTheNumbersAsTheyAre) {
+TEST_F(AlikeInputsTest, AProfileThatCannotBeUsedIsTakenForSrgb) {
     const QByteArray adobe = test::profileOf(test::adobeRgbSpace);
-    const RunInput a = working("a.tif", rgb16, adobe);
-    const RunInput b = working("b.tif", rgb16, test::profileOf(test::displayP3Space).left(200));
-    EXPECT_EQ(makeAlike({a, b}), SampleType::uint16);
-    EXPECT_EQ(differenceBetween(*mapTiff(b.file), b.image).largest, 0);
-    EXPECT_EQ(mapTiff(b.file)->colourProfile(), adobe);
+    const RunInput good = working("a.tif", rgb16, adobe);
+    const RunInput bad = working("b.tif", rgb16, test::profileOf(test::displayP3Space).left(200));
+    const RunInput plain = working("c.tif", rgb16);
+    // It decides on nothing, wherever it stands.
+    for (const auto& inputs : {std::vector{good, bad, plain}, std::vector{bad, good, plain}}) {
+        const test::LogRecorder log;
+        const AlikeInputs alike(inputs);
+        EXPECT_THAT(log.lines(), testing::Contains("Colour profile not used: it cannot be read"));
+        for (std::size_t i = 0; i < 3; ++i)
+            EXPECT_EQ(given(alike, i).colourProfile(), adobe);
+        const std::size_t badAt = inputs[0].file == bad.file ? 0 : 1;
+        EXPECT_LE(differenceBetween(given(alike, badAt), given(alike, 2)).largest, 1e-6);
+    }
+    // With no other kind beside it there is nothing to convert.
+    EXPECT_THAT(AlikeInputs({bad, bad}).files(), ElementsAre(bad.file, bad.file));
 }
 
-TEST_F(AlikeInputsTest, AFileOfThePersonsOwnDecidesOnTheProfile) {
-    const QByteArray adobe = test::profileOf(test::adobeRgbSpace);
-    const Image image = test::withProfile(makeImage(40, 30, rgb16, scene), adobe);
-    const fs::path own = folder / "own.tif";
-    ASSERT_TRUE(writeTiff(image, own, Write::plain));
-    const RunInput a = working("a.tif", rgb16);
-    EXPECT_EQ(makeAlike({a, {own, image}}), SampleType::uint16);
-    EXPECT_EQ(mapTiff(a.file)->colourProfile(), adobe);
-    EXPECT_GT(differenceBetween(*mapTiff(a.file), a.image).largest, 0.01);
-}
-
-TEST_F(AlikeInputsTest, AFileThatCannotBeReplacedLeavesNothingBehind) {
+TEST_F(AlikeInputsTest, AFileThatCannotBeReadOrConvertedIsGivenAsItIs) {
     const RunInput a = working("a.tif", grey8);
-    fs::remove(a.file);
-    const auto entries = [] {
-        return std::distance(fs::directory_iterator(workingFolder()), fs::directory_iterator());
-    };
     const RunInput b = working("b.tif", rgb8);
-    const auto before = entries();
-    EXPECT_EQ(makeAlike({a, b}), SampleType::uint8);
-    EXPECT_LE(entries(), before + 1);
+    {
+        const test::FileSizeLimit limit(1000);
+        EXPECT_THAT(AlikeInputs({a, b}).files(), ElementsAre(a.file, b.file));
+    }
+    fs::remove(a.file);
+    const auto files = workingFiles();
+    const AlikeInputs alike({a, b});
+    EXPECT_THAT(alike.files(), ElementsAre(a.file, b.file));
+    EXPECT_EQ(workingFiles(), files);
 }
 
 TEST_F(AlikeInputsTest, AResultIsTurnedIntoTheTypeInPlace) {

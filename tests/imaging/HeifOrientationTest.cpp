@@ -75,7 +75,11 @@ TEST_F(HeifOrientationTest, TransformationsOfOtherItemsDoNotCount) {
     const std::string ofTheSecond = noFlags + std::string("\0\0\0\1\0\2", 6);
     EXPECT_EQ(heifOrientation(bytesOf(structureOf(quarter, ofTheSecond + "\1\1"))), 1);
     const std::string two = noFlags + std::string("\0\0\0\2\0\2\1\1\0\1\1\2", 12);
-    EXPECT_EQ(heifOrientation(bytesOf(structureOf(quarter + leftRight, two))), 2);
+    const std::string file = structureOf(quarter + leftRight, two);
+    EXPECT_EQ(heifOrientation(bytesOf(file)), 2);
+    EXPECT_EQ(heifOrientation(bytesOf(file), 1), 2);
+    EXPECT_EQ(heifOrientation(bytesOf(file), 2), 8);
+    EXPECT_EQ(heifOrientation(bytesOf(file), 3), 1);
 }
 
 TEST_F(HeifOrientationTest, LongFormsOfItemsAndIndices) {
@@ -94,6 +98,10 @@ TEST_F(HeifOrientationTest, IsNotToldOfWhatIsNoSuchFile) {
     EXPECT_EQ(heifOrientation({}), std::nullopt);
     EXPECT_EQ(heifOrientation(bytesOf("not a file of boxes at all")), std::nullopt);
     EXPECT_EQ(heifOrientation(bytesOf(box("meta", "ab"))), std::nullopt);
+    for (const char* empty : {"irot", "imir"}) {
+        EXPECT_EQ(heifOrientation(bytesOf(structureOf(box(empty, ""), firstItemHas + "\1\1"))),
+                  std::nullopt);
+    }
 }
 
 TEST_F(HeifOrientationTest, DamageReadsNothingOutsideTheFile) {

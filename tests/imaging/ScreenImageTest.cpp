@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ImagingSupport.h"
+#include "imaging/ColourProfile.h"
 #include "imaging/PixelData.h"
 #include "imaging/ScreenImage.h"
 #include "support/Recorders.h"
@@ -314,6 +315,53 @@ TEST_F(ScreenOfItsOwn, PicturesWithoutAProfileAreConvertedFromSrgb) {
             EXPECT_EQ(picture.toScreen().pixelColor(0, 0).alpha(), alpha ? 128 : 255);
         }
     }
+}
+
+// The curve of a screen is steep near black.
+TEST_F(ScreenOfItsOwn, DarkShadesAreAsExactAsOthers) {
+    setScreenProfile(wideScreen);
+    for (const int colours : {1, 3}) {
+        for (const SampleType type : {SampleType::uint8, SampleType::uint16, SampleType::float32}) {
+            const Image ramp =
+                makeImage(64, 1, {colours, false, type}, [](int x, int, int) { return x / 255.0; });
+            const QImage screen = ramp.toScreen();
+            for (int x = 0; x < 64; ++x) {
+                const double expected = 255 * std::pow(decoded(x / 255.0), 1 / wideGamma);
+                EXPECT_NEAR(screen.pixelColor(x, 0).green(), expected, 1.01) << x << ' ' << colours;
+            }
+        }
+    }
+}
+
+TEST(ScreenImage, StrongColoursOfManyBitsAreExact) {
+    const QByteArray profile = test::rgbProfile(wideColourants, wideGamma);
+    const Image picture = withProfile(
+        makeImage(64, 64, {3, false, SampleType::uint16},
+                  [](int x, int y, int s) { return s == 0   ? x / 63.0
+                                                   : s == 1 ? y / 63.0
+                                                            : 0.2; }),
+        profile);
+    const QImage screen = picture.toScreen();
+    for (int y = 0; y < 64; ++y) {
+        for (int x = 0; x < 64; ++x) {
+            const Colour expected = fromWide({x / 63.0, y / 63.0, 0.2});
+            ASSERT_NEAR(screen.pixelColor(x, y).red(), 255 * expected[0], 1.5) << x << ' ' << y;
+            ASSERT_NEAR(screen.pixelColor(x, y).green(), 255 * expected[1], 1.5) << x << ' ' << y;
+            ASSERT_NEAR(screen.pixelColor(x, y).blue(), 255 * expected[2], 1.5) << x << ' ' << y;
+        }
+    }
+}
+
+TEST(ScreenImage, TellsHowFarItIs) {
+    const Image picture = makeImage(2000, 6000, {1, false, SampleType::uint8},
+                                    [](int x, int y, int) { return (x + y) % 256 / 255.0; });
+    std::vector<unsigned char> rgba(std::size_t{4} * 2000 * 6000);
+    std::vector<double> shares;
+    picture.toScreen(rgba.data(), [&shares](double share) { shares.push_back(share); });
+    ASSERT_FALSE(shares.empty());
+    EXPECT_TRUE(std::is_sorted(shares.begin(), shares.end()));
+    EXPECT_GT(shares.front(), 0);
+    EXPECT_LE(shares.back(), 1);
 }
 
 TEST_F(ScreenOfItsOwn, PicturesOfItsOwnColoursKeepTheirNumbers) {

@@ -216,7 +216,7 @@ TEST_F(MyOpenGLViewTest, TheWorkOnTheTexturesIsToldStepByStep) {
         other->makeCurrent();
     });
     view->createTextures(numberedPicture(640, 320));
-    ASSERT_EQ(steps.size(), 33U) << "the start, and each section";
+    ASSERT_GE(steps.size(), 33U) << "the start, what of the picture is done, and each section";
     EXPECT_EQ(steps.front(), 0);
     EXPECT_TRUE(std::is_sorted(steps.begin(), steps.end()));
     EXPECT_EQ(steps.back(), whole);

@@ -8,8 +8,10 @@
 #include <QOffscreenSurface>
 #include <QOpenGLContext>
 #include <QPointer>
+#include <QProgressDialog>
 #include <QScreen>
 #include <QTest>
+#include <QThread>
 #include <algorithm>
 #include <fstream>
 #include <new>
@@ -17,6 +19,7 @@
 #include "PanoramaSupport.h"
 #include "app/AppDelegate.h"
 #include "imaging/ImageDecoder.h"
+#include "panorama/MyOpenGLView.h"
 #include "panorama/Sections.h"
 #include "platform/Memory.h"
 #include "support/Pictures.h"
@@ -246,6 +249,35 @@ TEST_F(VRWindowTest, APictureLargerThanMemoryAllowsIsRefused) {
     // The next one that fits is shown.
     const OpenViewer viewer(numberedPicture(640, 320), {400, 300});
     EXPECT_GT(picturedShare(viewer.view().grabFramebuffer()), 0.99);
+}
+
+namespace {
+
+// Makes the work on the textures of the next window slow, and sees what is shown meanwhile.
+class SlowTextures : public QObject {
+  public:
+    SlowTextures() { qApp->installEventFilter(this); }
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() != QEvent::Show) return false;
+        if (auto* window = qobject_cast<VRWindow*>(watched)) {
+            QObject::connect(window->theGLView(), &MyOpenGLView::texturesProgressed, this,
+                             [] { QThread::msleep(50); });
+        }
+        if (qobject_cast<QProgressDialog*>(watched) != nullptr) ++progressDialogs;
+        return false;
+    }
+    int progressDialogs = 0;
+};
+
+}  // namespace
+
+TEST_F(VRWindowTest, OpeningThatTakesLongShowsProgress) {
+    SlowTextures slow;
+    const OpenViewer viewer(numberedPicture(640, 320), {400, 300});
+    EXPECT_EQ(slow.progressDialogs, 1);
+    EXPECT_TRUE(viewer.view().readyToDraw());
+    for (QWidget* window : QApplication::topLevelWidgets())
+        EXPECT_FALSE(qobject_cast<QProgressDialog*>(window) != nullptr && window->isVisible());
 }
 
 TEST_F(VRWindowTest, MemoryThatRunsOutOnTheWayIsNoCrash) {

@@ -239,30 +239,18 @@ TEST_F(MixedStack, OfEightAndSixteenBit) {
         fuse(save(patch(rgb8, colour), "a.tif"), save(patch(rgb16, colour), "b.tif"), 1);
     EXPECT_EQ(fused.format().type, SampleType::uint16);
     expectColour(fused, colour, 1);
-    // The samples are those of the source, in more bits.
-    const auto raised = mapTiff(cell(0).urlToImageFile());
-    ASSERT_TRUE(raised);
-    EXPECT_EQ(raised->format(), rgb16);
-    EXPECT_LE(differenceBetween(*raised, patch(rgb8, colour)).largest, 1e-6);
+    EXPECT_EQ(mapTiff(cell(0).urlToImageFile())->format(), rgb8) << "the working copy stays";
 }
 
 TEST_F(MixedStack, OfSixteenBitAndFloats) {
     expectColour(
         fuse(save(patch(rgb16, colour), "a.tif"), save(patch(rgbFloat, colour), "b.tif"), 2),
         colour, 1);
-    const auto raised = mapTiff(cell(0).urlToImageFile());
-    ASSERT_TRUE(raised);
-    EXPECT_EQ(raised->format(), rgbFloat);
-    EXPECT_LE(differenceBetween(*raised, patch(rgb16, colour)).largest, 1e-6);
 }
 
 TEST_F(MixedStack, OfGreyAndColoursWithoutProfiles) {
     expectColour(fuse(save(patch(grey8, grey), "a.tif"), save(patch(rgb8, grey), "b.tif"), 0), grey,
                  1);
-    const auto coloured = mapTiff(cell(0).urlToImageFile());
-    ASSERT_TRUE(coloured);
-    EXPECT_EQ(coloured->format(), rgb8);
-    EXPECT_EQ(differenceBetween(*coloured, patch(rgb8, grey)).largest, 0);
 }
 
 TEST_F(MixedStack, OfGreyAndColoursWithProfilesOfTheirOwn) {
@@ -280,12 +268,6 @@ TEST_F(MixedStack, OfGreyAndColoursWithProfilesOfTheirOwn) {
         expectColour(
             fuse(save(greyShot, "a.tif"), save(colourShot, "b.tif"), static_cast<int>(type)),
             {shown, shown, shown}, 2);
-        const auto coloured = mapTiff(cell(0).urlToImageFile());
-        ASSERT_TRUE(coloured);
-        EXPECT_EQ(coloured->format(), (PixelFormat{3, false, type}));
-        EXPECT_EQ(coloured->colourProfile(), profileOf(adobeRgbSpace));
-        // The grey profile's curve is a table of numbers; half a level of 255 for it and rounding.
-        EXPECT_LE(differenceBetween(*coloured, colourShot).largest * 255, 1.01);
         windows->sourcesWindow()->clearAllCellsAction(nullptr);
         EXPECT_TRUE(waitForBackgroundTasks());
     }
@@ -301,12 +283,6 @@ TEST_F(MixedStack, OfColoursWithDifferentProfiles) {
         const Image fused = fuse(a, b, 1);
         EXPECT_EQ(fused.colourProfile(), adobeFirst ? profileOf(adobeRgbSpace) : QByteArray());
         expectColour(fused, inSrgb(adobeRgbSpace, colour), 1);
-        for (int i = 0; i < 2; ++i) {
-            EXPECT_LE(differenceBetween(*mapTiff(cell(i).urlToImageFile()),
-                                        adobeFirst ? inAdobe : inSrgbItself)
-                          .largest,
-                      0.0005);
-        }
         const QImage shown = windows->previewWindow()->enfusedView()->image();
         EXPECT_NEAR(shown.pixelColor(shown.rect().center()).redF(),
                     inSrgb(adobeRgbSpace, colour)[0], 0.005);
@@ -323,14 +299,20 @@ TEST_F(MixedStack, OfGreyShotsAloneStaysGrey) {
     EXPECT_EQ(mapTiff(cell(0).urlToImageFile())->format(), grey8);
 }
 
-TEST_F(MixedStack, LeavesThePersonsOwnFilesAlone) {
+TEST_F(MixedStack, OfThePersonsOwnFilesIsFusedAndTheyStay) {
     const fs::path mine = save(patch(grey8, grey), "mine.tif");
-    const std::string before = readFile(mine);
+    const fs::path other =
+        save(withProfile(patch(rgb16, colour), profileOf(adobeRgbSpace)), "other.tif");
+    const fs::path third = save(patch(rgb8, inSrgb(adobeRgbSpace, colour)), "third.tif");
+    const std::vector<std::string> before = {readFile(mine), readFile(other), readFile(third)};
     windows->sourcesWindow()->ensureValidTIFFFilesCheckBox()->setChecked(false);
-    dropAndWait({mine, save(patch(rgb8, grey), "b.tif")});
-    EXPECT_EQ(cell(0).urlToImageFile(), mine);
-    fuseFullSize(folder / "fused.tif");
-    EXPECT_EQ(readFile(mine), before);
+    expectColour(fuse(other, third, 1), inSrgb(adobeRgbSpace, colour), 1);
+    EXPECT_EQ(cell(0).urlToImageFile(), other);
+    dropAndWait({mine});
+    fuseFullSize(folder / "three.tif");
+    EXPECT_EQ(decodeImage(folder / "three.tif").format().colours, 3);
+    EXPECT_THAT(alerts.texts(), IsEmpty());
+    EXPECT_EQ((std::vector{readFile(mine), readFile(other), readFile(third)}), before);
 }
 
 // The tool itself would stretch floats to the whole range, and make every pixel transparent.
