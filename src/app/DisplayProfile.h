@@ -6,8 +6,9 @@ struct xcb_connection_t;
 
 namespace lumaweave {
 
-// The ICC profile that an X display names for its first screen, as colour managers do; empty when
-// it names none. Any thread that may use the connection.
+// The ICC profile that an X display names for its first monitor, as colour managers do; empty when
+// it names none. (Windows on other monitors are shown by it too.) Any thread that may use the
+// connection.
 [[nodiscard]] QByteArray displayProfile(xcb_connection_t* connection);
 
 // That of the display that the program shows its windows on; empty on other platforms. Main thread,

@@ -264,12 +264,12 @@ BatchProgressDialog::Filling BatchProgressDialog::assignNextFile(int cell, int w
         if (!ahead_ || position_ >= aheadEnd_) decodeAhead(wanted);
         const std::size_t index = position_++;
         const fs::path& file = (*gBatchList)[index];
+        say(tr("Loading %1…").arg(nameOf(file)));
         DecodedShot shot = ahead_->take(index - aheadBegin_);
         if (file.empty()) {
             Log("gBatchList objectAtIndex:i returned nil!");
             continue;
         }
-        say(tr("Loading %1…").arg(nameOf(file)));
         const bool noRoom = shot.failure() == DecodeFailure::workingFolder;
         if (gSourceCells.at(static_cast<std::size_t>(cell))
                 ->assignFileToCell(file, std::move(shot))) {

@@ -18,6 +18,8 @@
 #include "preview/PreviewWindow.h"
 #include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
+#include "support/FormatFixtures.h"
+#include "support/HostileFiles.h"
 
 namespace lumaweave {
 
@@ -135,6 +137,48 @@ TEST_F(BatchCancelTest, ACancelBetweenTwoSetsLoadsNoMore) {
     EXPECT_THAT(alerts.texts(), ElementsAre(canceled));
     EXPECT_EQ(log.count("Assign file to cell..."), 2);
     EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
+    expectAtRest();
+}
+
+// The second file is one that the reader reads, which waits.
+TEST_F(BatchCancelTest, ACancelBetweenTwoFilesOfASetLoadsNoMore) {
+    makeFiles({"a.jpg", "c.jpg", "d.jpg"});
+    writeHeif(makeImage(60, 40, {}, sceneAt(1)), photos() / "b.heic", {});
+    copyWithTool();
+    const ReaderReplacement reader("touch '" + (folder / "started").native() + "'\nwhile [ ! -e '" +
+                                   (folder / "go on").native() +
+                                   "' ]; do sleep 0.01; done\nexit 10");
+    bool seen = false;
+    whenTrue(
+        [this] {
+            return toolWaits() && gNumSourceImages == 1 && sheet() != nullptr &&
+                   sheet()->fileField()->text() == "Loading b.heic…";
+        },
+        [&] {
+            seen = true;
+            EXPECT_EQ(sheet()->setField()->text(), "Set 1 of 1");
+            clickCancel(sheet());
+        });
+    whenTrue([] { return isFinishing(); }, [this] { letGo(); });
+    batch(3);
+    EXPECT_TRUE(seen);
+    EXPECT_THAT(alerts.texts(), ElementsAre(canceled));
+    // The third in the place of the second, which the reader refused; not the fourth.
+    EXPECT_EQ(log.count("Assign file to cell..."), 3);
+    EXPECT_THAT(results(), IsEmpty());
+    expectAtRest();
+}
+
+TEST_F(BatchCancelTest, ABatchAfterACancelledOneRunsToItsEnd) {
+    makeFiles({"a.jpg", "b.jpg", "c.jpg", "d.jpg"});
+    copyWithTool();
+    {
+        const auto filter = cancelAtStep(2);
+        batch(2);
+    }
+    batch(2);
+    EXPECT_THAT(alerts.texts(), ElementsAre(canceled, complete));
+    EXPECT_THAT(results(), ElementsAre("Enfused - b.tif", "Enfused - d.tif"));
     expectAtRest();
 }
 

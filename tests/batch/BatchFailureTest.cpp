@@ -145,6 +145,19 @@ TEST_F(BatchFailureTest, WhatAKilledRunPutAsideComesBack) {
     EXPECT_EQ(readFile(result("Enfused - b.tif")), good);
 }
 
+TEST_F(BatchFailureTest, AnEarlierResultThatCannotBePutAsideIsNotOverwritten) {
+    makeFiles({"a.jpg", "b.jpg", "c.jpg", "d.jpg"});
+    fs::create_directory(photos() / "Enfused Files");
+    folder.write("photos/Enfused Files/Enfused - b.tif", "earlier");
+    folder.write("photos/Enfused Files/.Earlier results", "a file of that name");
+    copyWithTool();
+    batch(2);
+    EXPECT_EQ(readFile(result("Enfused - b.tif")), "earlier");
+    EXPECT_TRUE(hasLog("The set up to b.jpg could not be fused"));
+    EXPECT_TRUE(isWhollyDecodable(result("Enfused - d.tif"))) << "the batch goes on";
+    EXPECT_THAT(alerts.texts(), ElementsAre(complete));
+}
+
 TEST_F(BatchFailureTest, AResultFolderThatCannotBeMadeFailsEverySet) {
     makeFiles({"a.jpg", "b.jpg"});
     folder.write("photos/Enfused Files", "a file of that name");

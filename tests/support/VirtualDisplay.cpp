@@ -31,6 +31,7 @@ VirtualDisplay::VirtualDisplay() {
     name_ = ":" + server_.readLine().trimmed().toStdString();
     connection_ = xcb_connect(name_.c_str(), nullptr);
     if (xcb_connection_has_error(connection_) != 0) {
+        xcb_disconnect(connection_);
         throw std::runtime_error("no connection to the virtual display");
     }
 }
