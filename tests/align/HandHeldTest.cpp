@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <numeric>
 
@@ -15,6 +16,7 @@
 #include "preview/PreviewWindow.h"
 #include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
+#include "support/FormatFixtures.h"
 #include "widgets/ImageView.h"
 
 namespace lumaweave {
@@ -93,6 +95,30 @@ TEST_F(HandHeldTest, AnAlignedStackFusesSharperThanOneThatIsNot) {
     EXPECT_THAT(alerts.texts(), IsEmpty());
     // And so does what is seen of it.
     EXPECT_FALSE(windows->previewWindow()->enfuseImage().isNull());
+}
+
+TEST_F(HandHeldTest, AlignedShotsKeepTheirColours) {
+    const std::array profiles = {QByteArray(), profileOf(adobeRgbSpace), profileOf(displayP3Space)};
+    std::vector<fs::path> shots;
+    std::vector<Image> originals;
+    for (std::size_t i = 0; i < profiles.size(); ++i) {
+        originals.push_back(withProfile(decodeImage(handHeldShots()[i]), profiles[i]));
+        shots.push_back(folder / ("shot " + std::to_string(i) + ".tif"));
+        saveImage(originals.back(), shots.back());
+    }
+    dropAndWait(shots);
+    align();
+    EXPECT_THAT(alerts.texts(), IsEmpty());
+    for (std::size_t i = 0; i < profiles.size(); ++i) {
+        const Image aligned = cell(static_cast<int>(i)).theImage();
+        EXPECT_EQ(aligned.colourProfile(), profiles[i]) << i;
+        // The turn moves the middle by some pixels of a soft scene.
+        const auto middle = [](const Image& image) {
+            return image.scaledPart({200, 150, 500, 300}, 1, 1).toScreen().pixelColor(0, 0);
+        };
+        EXPECT_NEAR(middle(aligned).red(), middle(originals[i]).red(), 5) << i;
+        EXPECT_NEAR(middle(aligned).blue(), middle(originals[i]).blue(), 5) << i;
+    }
 }
 
 // A lens that the files do not tell is taken for one of 50 degrees, which this one is not.
