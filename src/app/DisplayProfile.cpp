@@ -21,8 +21,9 @@ QByteArray displayProfile(xcb_connection_t* connection) {
     constexpr std::string_view name = "_ICC_PROFILE";
     const std::unique_ptr<xcb_intern_atom_reply_t, Freer> atom(xcb_intern_atom_reply(
         connection, xcb_intern_atom(connection, 1, name.size(), name.data()), nullptr));
+    if (!atom || atom->atom == XCB_ATOM_NONE) return {};
     const xcb_screen_iterator_t screen = xcb_setup_roots_iterator(xcb_get_setup(connection));
-    if (!atom || atom->atom == XCB_ATOM_NONE || screen.rem == 0) return {};
+    if (screen.rem == 0) return {};
     // More than the largest profiles of screens; counted in fours of bytes.
     constexpr std::uint32_t most = (16U << 20) / 4;
     const std::unique_ptr<xcb_get_property_reply_t, Freer> property(

@@ -2,12 +2,16 @@
 
 #include <algorithm>
 #include <future>
+#include <new>
+#include <optional>
 #include <string_view>
+#include <system_error>
 
 #include "imaging/ColourProfile.h"
 #include "imaging/Conversion.h"
 #include "imaging/ImageDecoder.h"
 #include "imaging/TiffFile.h"
+#include "platform/Log.h"
 #include "platform/WorkingFolder.h"
 
 namespace lumaweave {
@@ -19,7 +23,8 @@ namespace {
 // Null when it cannot be read.
 Image contentOf(const RunInput& input) {
     const bool isOurs = input.file.parent_path() == workingFolder();
-    return isOurs ? mapTiff(input.file).value_or(Image()) : input.image;
+    const auto mapped = isOurs ? mapTiff(input.file) : std::nullopt;
+    return mapped.value_or(input.image);
 }
 
 bool isAlike(const Image& content, const WantedPixels& wanted) {
@@ -27,20 +32,22 @@ bool isAlike(const Image& content, const WantedPixels& wanted) {
            meansTheSame(content.colourProfile(), wanted.colourProfile);
 }
 
-// The profile for pictures of as many colours as are wanted: the first's that others can be
-// converted to.
+// The profile for pictures of as many colours as are wanted: the first's, but where others have to
+// be converted to it the first that they can be converted to.
 QByteArray commonProfile(const std::vector<Image>& contents, int colours) {
     std::vector<QByteArray> profiles;
+    bool anyOther = false;
     for (const Image& content : contents) {
-        if (!content.isNull() && content.format().colours == colours) {
+        if (content.isNull()) continue;
+        if (content.format().colours == colours) {
             profiles.push_back(content.colourProfile());
+            anyOther = anyOther || !meansTheSame(profiles.back(), profiles.front());
+        } else {
+            anyOther = true;
         }
     }
-    const auto isLikeFirst = [&profiles](const QByteArray& profile) {
-        return meansTheSame(profile, profiles.front());
-    };
     if (profiles.empty()) return {};
-    if (std::ranges::all_of(profiles, isLikeFirst)) return profiles.front();
+    if (!anyOther) return profiles.front();
     const auto found = std::ranges::find_if(profiles, isConversionTarget);
     return found == profiles.end() ? QByteArray() : *found;
 }
@@ -70,11 +77,23 @@ AlikeInputs::AlikeInputs(const std::vector<RunInput>& inputs) {
     std::vector<std::future<void>> conversions;
     for (std::size_t i = 0; i < inputs.size(); ++i) {
         if (contents[i].isNull() || isAlike(contents[i], wanted)) continue;
-        const fs::path copy = copies_.emplace_back(newScratchPath(".tif"));
-        conversions.push_back(std::async(
-            std::launch::async, [&file = files_[i], &content = contents[i], &wanted, copy] {
-                if (writeConverted(content, wanted, copy)) file = copy;
-            }));
+        const auto convert = [this, &file = files_[i], &content = contents[i], &wanted,
+                              copy = copies_.emplace_back(newScratchPath(".tif"))] {
+            try {
+                if (writeConverted(content, wanted, copy)) {
+                    file = copy;
+                    return;
+                }
+            } catch (const std::bad_alloc&) {
+                Log("Too little memory to convert " + file.native());
+            }
+            complete_ = false;
+        };
+        try {
+            conversions.push_back(std::async(std::launch::async, convert));
+        } catch (const std::system_error&) {
+            convert();  // no thread to be had
+        }
     }
     for (const std::future<void>& conversion : conversions)
         conversion.wait();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QByteArray>
+#include <atomic>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -13,8 +13,8 @@ namespace lumaweave {
 // colours. It takes the first shot's colour profile for all. And it stretches floats from their
 // darkest to their brightest value when it is to write integers.
 
-// One input of a run: the file that a cell gives it, and the cell's shot, which is what is in a
-// file outside the working folder.
+// One input of a run: the file that a cell gives it, and, where the file holds a shot of full size,
+// that shot. (It may be compressed, and then cannot be mapped.)
 struct RunInput {
     std::filesystem::path file;
     Image image;
@@ -31,15 +31,19 @@ class AlikeInputs {
     AlikeInputs(const AlikeInputs&) = delete;
     AlikeInputs& operator=(const AlikeInputs&) = delete;
 
-    // The files for the tool, in the order of the inputs. One that could not be converted is the
-    // input itself; the reason is in the log.
+    // The files for the tool, in the order of the inputs. One that cannot be read is the input
+    // itself: the tool says what is wrong with it.
     [[nodiscard]] const std::vector<std::filesystem::path>& files() const { return files_; }
+    // False when there was no room for a copy; the reason is in the log. The files are then no
+    // stack that should be fused.
+    [[nodiscard]] bool areComplete() const { return complete_; }
     // The type of the samples that the tool will read.
     [[nodiscard]] SampleType type() const { return type_; }
 
   private:
     std::vector<std::filesystem::path> files_;
     std::vector<std::filesystem::path> copies_;
+    std::atomic<bool> complete_ = true;
     SampleType type_ = SampleType::uint8;
 };
 

@@ -32,97 +32,94 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The file that a cell gives to a run; empty when it takes no part.
-using InputOfCell = std::function<fs::path(const SourceCellViewController&)>;
+// What a cell gives to a run; without a file when it takes no part.
+using InputOfCell = std::function<RunInput(const SourceCellViewController&)>;
 
-fs::path previewInput(const SourceCellViewController& cell) {
+RunInput previewInput(const SourceCellViewController& cell) {
     if (cell.urlToScaledSourceFile().empty() || !cell.enabled()) return {};
-    return GetURLToScaledSourceFile(cell.cellNum());
+    return {GetURLToScaledSourceFile(cell.cellNum()), {}};
 }
 
-fs::path detailInput(const SourceCellViewController& cell) {
+RunInput detailInput(const SourceCellViewController& cell) {
     if (cell.urlToDetailImageFile().empty() || !cell.enabled()) return {};
-    return GetURLToDetailImageFile(cell.cellNum());
+    return {GetURLToDetailImageFile(cell.cellNum()), {}};
 }
 
-fs::path fullSizeInput(const SourceCellViewController& cell) {
-    return cell.enabled() ? cell.urlToImageFile() : fs::path();
+RunInput fullSizeInput(const SourceCellViewController& cell) {
+    if (!cell.enabled()) return {};
+    const SourceCellViewController::Holding held = cell.holding();
+    return {held.urlToImageFile, held.theImage};
 }
 
-// Appends the inputs of the cells that take part, in cell order. Their number; none when the line
-// cannot be run because its paths are too long.
-std::optional<int> appendInputs(std::string& command, const InputOfCell& inputOfCell) {
-    int inputs = 0;
-    for (const SourceCellViewController* cell : gSourceCells) {
-        const fs::path input = inputOfCell(*cell);
-        if (input.empty()) continue;
-        if (!CanBeQuoted(input)) return std::nullopt;
-        command += ' ';
-        AppendQuotedPath(command, input);
-        ++inputs;
-    }
-    if (inputs >= 2 && command.size() > longestCommandLine) return std::nullopt;
-    return inputs;
-}
-
-// What the runs' inputs are, for making them alike.
-std::vector<RunInput> runInputs(const InputOfCell& inputOfCell) {
+// Of the cells that take part, in cell order.
+std::vector<RunInput> collectInputs(const InputOfCell& inputOfCell) {
     std::vector<RunInput> inputs;
     for (const SourceCellViewController* cell : gSourceCells) {
-        const fs::path file = inputOfCell(*cell);
-        if (!file.empty()) inputs.push_back({file, cell->theImage()});
+        RunInput input = inputOfCell(*cell);
+        if (!input.file.empty()) inputs.push_back(std::move(input));
     }
     return inputs;
 }
 
-struct RunLine {
-    std::string text;
-    std::size_t inputsAt;  // where the inputs begin in the text
-    SampleType type;       // of the result's samples
+std::vector<fs::path> filesOf(const std::vector<RunInput>& inputs) {
+    std::vector<fs::path> files;
+    for (const RunInput& input : inputs)
+        files.push_back(input.file);
+    return files;
+}
+
+// False when the line cannot be run because its paths are too long.
+bool appendInputs(std::string& command, const std::vector<fs::path>& files) {
+    for (const fs::path& file : files) {
+        if (!CanBeQuoted(file)) return false;
+        command += ' ';
+        AppendQuotedPath(command, file);
+    }
+    return files.size() < 2 || command.size() <= longestCommandLine;
+}
+
+struct Run {
+    std::string command;  // without its inputs
+    std::vector<RunInput> inputs;
+    SampleType type;  // of the result's samples
 };
 
-// The whole command line of a run; none when there is nothing to run or it cannot be run, which the
-// person has then been told.
-std::optional<RunLine> commandLine(const fs::path& output, const InputOfCell& inputOfCell) {
-    auto command = CreateEnfuseCommandString(output);
+// None when there is nothing to run or it cannot be run, which the person has then been told.
+std::optional<Run> prepareRun(const fs::path& output, const InputOfCell& inputOfCell) {
+    const auto command = CreateEnfuseCommandString(output);
     if (!command) return std::nullopt;
-    const SampleType type = requestedType(*command);
-    const std::size_t inputsAt = command->size();
-    const auto inputs = appendInputs(*command, inputOfCell);
-    if (!inputs) AlertCommandLineTooLong();
-    if (inputs.value_or(0) < 2) return std::nullopt;
-    return RunLine{*command, inputsAt, type};
+    Run run = {*command, collectInputs(inputOfCell), requestedType(*command)};
+    std::string line = run.command;
+    const bool fits = appendInputs(line, filesOf(run.inputs));
+    if (!fits) AlertCommandLineTooLong();
+    if (!fits || run.inputs.size() < 2) return std::nullopt;
+    return run;
 }
 
-// The line with the files that the tool takes together, in the place of the inputs.
-std::string lineFor(const RunLine& line, const std::vector<RunInput>& inputs,
-                    const std::vector<fs::path>& files) {
-    std::string text = line.text;
-    std::size_t at = line.inputsAt;
-    for (std::size_t i = 0; i < inputs.size(); ++i) {
-        const std::string& input = inputs[i].file.native();
-        const std::size_t found = text.find('"' + input + '"', at);
-        if (found == std::string::npos) continue;
-        text.replace(found + 1, input.size(), files[i].native());
-        at = found + files[i].native().size() + 2;
-    }
-    return text;
+// What kept a run from being made; told once its locks have been released.
+enum class Obstacle { none, noRoomForCopies, lineTooLong };
+
+void tell(Obstacle obstacle) {
+    if (obstacle == Obstacle::noRoomForCopies) alertWorkingFolderUnwritable();
+    if (obstacle == Obstacle::lineTooLong) AlertCommandLineTooLong();
 }
 
-void echoAndRun(const RunLine& line, const fs::path& output, const InputOfCell& inputOfCell) {
-    const std::vector<RunInput> inputs = runInputs(inputOfCell);
-    const AlikeInputs alike(inputs);
-    const std::string text = lineFor(line, inputs, alike.files());
-    PrintLine(FormatWithoutArguments(text));
-    if (alike.type() != SampleType::float32 || line.type == SampleType::float32) {
-        RunShellLine(text);
-        return;
+[[nodiscard]] Obstacle echoAndRun(const Run& run, const fs::path& output) {
+    const AlikeInputs alike(run.inputs);
+    if (!alike.areComplete()) return Obstacle::noRoomForCopies;
+    std::string line = run.command;
+    if (!appendInputs(line, alike.files())) return Obstacle::lineTooLong;
+    PrintLine(FormatWithoutArguments(line));
+    if (alike.type() != SampleType::float32 || run.type == SampleType::float32) {
+        RunShellLine(line);
+        return Obstacle::none;
     }
     std::error_code none;
     const fs::file_time_type before = fs::last_write_time(output, none);
-    RunShellLine(inFloats(text));
+    RunShellLine(inFloats(line));
     // A file that the tool has not touched is none of its results.
-    if (fs::last_write_time(output, none) != before && !none) turnInto(line.type, output);
+    if (fs::last_write_time(output, none) != before && !none) turnInto(run.type, output);
+    return Obstacle::none;
 }
 
 // Removes the last run's result, so that this run's failure is seen as one.
@@ -179,24 +176,30 @@ PreviewTurn::~PreviewTurn() {
 
 void EnfusePreview() {
     const fs::path output = GetURLToEnfusedPreviewFile();
-    const auto command = commandLine(output, previewInput);
-    if (!command) return;
-    const Gate gate(gEnfusingPreview);
-    removeOldResult(output);
-    echoAndRun(*command, output, previewInput);
+    const auto run = prepareRun(output, previewInput);
+    if (!run) return;
+    auto obstacle = Obstacle::none;
+    {
+        const Gate gate(gEnfusingPreview);
+        removeOldResult(output);
+        obstacle = echoAndRun(*run, output);
+    }
+    tell(obstacle);
 }
 
 void EnfuseDetailView() {
     const fs::path output = GetURLToEnfusedDetailFile();
-    const auto command = commandLine(output, detailInput);
-    if (!command) return;
+    const auto run = prepareRun(output, detailInput);
+    if (!run) return;
+    auto obstacle = Obstacle::none;
     QImage fused;
     {
         const DetailFilesLock lock;
         removeOldResult(output);
-        echoAndRun(*command, output, detailInput);
+        obstacle = echoAndRun(*run, output);
         fused = decodeImage(output).toScreen();
     }
+    tell(obstacle);
     if (fused.isNull()) return;
     performOnMainThread(
         [&fused] {
@@ -213,7 +216,7 @@ bool FullRezCommandFits() {
     bool fits = CanBeQuoted(gEnfuseSavePath);
     const auto tool = FusionTool();
     if (fits && tool) command = EnfuseCommandText(*tool, gEnfuseSavePath, CurrentFusionSettings());
-    fits = fits && appendInputs(command, fullSizeInput).has_value();
+    fits = fits && appendInputs(command, filesOf(collectInputs(fullSizeInput)));
     if (!fits) AlertCommandLineTooLong();
     return fits;
 }
@@ -225,11 +228,13 @@ void EnfuseFullRez() {
         DoAlert("EnfuseFullRez: -fileURLWithPath failed!");
         return;
     }
-    const auto command = commandLine(output, fullSizeInput);
-    if (command) {
+    const auto run = prepareRun(output, fullSizeInput);
+    auto obstacle = Obstacle::none;
+    if (run) {
         const Gate gate(gEnfusingFull);
-        echoAndRun(*command, output, fullSizeInput);
+        obstacle = echoAndRun(*run, output);
     }
+    tell(obstacle);
     // Read after the run, unlike the fusion's own settings: it concerns what comes then.
     bool preserveEXIF = false;
     performOnMainThread(
@@ -237,7 +242,7 @@ void EnfuseFullRez() {
             preserveEXIF = gEnfuseSettingsPanel->preserveEXIFCheckBox()->isChecked();
         },
         Wait::yes);
-    if (command && preserveEXIF) {
+    if (run && obstacle == Obstacle::none && preserveEXIF) {
         GetSourceEXIF();
         CopyImageFileAndAddEXIF(output, output, gSourceImageEXIF);
     }

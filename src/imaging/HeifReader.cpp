@@ -14,7 +14,9 @@
 // transformations ask; an orientation among its EXIF says the same once more and does not count.
 // But it cannot mirror more than 8 bits, and it turns the colours alone where alpha does not name
 // the turn as well (then it even forgets alpha whose sides are exchanged with the turned colours').
-// Such pictures are read as they are stored, and turned here.
+// Such pictures are read as they are stored, and turned here. Only alpha that names the turn itself
+// is turned by the library whatever it is asked for, so that deep ones with such alpha cannot be
+// mirrored at all.
 
 namespace lumaweave {
 

@@ -110,8 +110,13 @@ Profile openProfile(const QByteArray& bytes, int colours) {
         cmsOpenProfileFromMem(profile.constData(), static_cast<cmsUInt32Number>(profile.size())));
 }
 
-// Which conversions are to be made. Quick ones of more than 8 bits are interpolated between few
-// points, and up to 13 levels out in strong colours; exact ones take nine times as long.
+bool hasNoTable(const Profile& profile, cmsUInt32Number use) {
+    return cmsIsCLUT(profile.get(), INTENT_RELATIVE_COLORIMETRIC, use) == 0;
+}
+
+// Which conversions are to be made. Quick ones are interpolated between few points, unless both
+// profiles are made of curves and the samples of 8 bits, and up to 13 levels out in strong colours;
+// exact ones take nine times as long.
 enum class Way { exact, quick };
 
 // Into the screen's colours, 8-bit RGBA; floats are taken as 16-bit integers. Throws the reason
@@ -132,10 +137,12 @@ Transform transformFor(const PixelFormat& format, const QByteArray& profile,
     // Screens have a black of their own, into which the darkest shades are not to sink.
     cmsUInt32Number flags = cmsFLAGS_NOCACHE | cmsFLAGS_BLACKPOINTCOMPENSATION;
     if (format.alpha) flags |= cmsFLAGS_COPY_ALPHA;
-    const bool isQuickOneExact = colours == 3 && bytes == 1;
-    if (way == Way::exact && !isQuickOneExact) flags |= cmsFLAGS_NOOPTIMIZE;
     Transform transform;
     if (from && to) {
+        const bool isQuickOneExact = colours == 3 && bytes == 1 &&
+                                     hasNoTable(from, LCMS_USED_AS_INPUT) &&
+                                     hasNoTable(to, LCMS_USED_AS_OUTPUT);
+        if (way == Way::exact && !isQuickOneExact) flags |= cmsFLAGS_NOOPTIMIZE;
         transform.reset(cmsCreateTransform(from.get(), layout, to.get(), TYPE_RGBA_8,
                                            INTENT_RELATIVE_COLORIMETRIC, flags));
     }
@@ -157,8 +164,13 @@ Transform transformFor(const PixelData& source) {
         return transformFor(source.format, source.colourProfile, screen, way);
     } catch (const std::runtime_error& error) {
         Log(std::string("Colour profile not used: ") + error.what());
-        return screen.isEmpty() ? nullptr : transformFor(source.format, {}, screen, way);
     }
+    try {
+        if (!screen.isEmpty()) return transformFor(source.format, {}, screen, way);
+    } catch (const std::runtime_error& error) {
+        Log(std::string("Colour profile of the screen not used: ") + error.what());
+    }
+    return nullptr;
 }
 
 void convertThroughProfile(const PixelData& source, void* transform, uchar* rgba) {
@@ -217,6 +229,7 @@ void screenPixels(const PixelData& source, unsigned char* rgba,
     const int strips = (source.height + stripRows - 1) / stripRows;
     const Transform transform = transformFor(source);
     std::atomic<int> next = 0;
+    std::atomic<int> done = 0;
     const auto convertNext = [&] {
         const int strip = next++;
         if (strip >= strips) return false;
@@ -228,6 +241,7 @@ void screenPixels(const PixelData& source, unsigned char* rgba,
         } else {
             convertPlainly(rows, to);
         }
+        ++done;
         return true;
     };
     std::vector<std::exception_ptr> failures(
@@ -249,12 +263,13 @@ void screenPixels(const PixelData& source, unsigned char* rgba,
             // With fewer it takes longer.
         }
         while (convertNext()) {
-            if (progressed) progressed(std::min(1.0, static_cast<double>(next) / strips));
+            if (progressed) progressed(static_cast<double>(done) / strips);
         }
     }
     for (const std::exception_ptr& failure : failures) {
         if (failure) std::rethrow_exception(failure);
     }
+    if (progressed) progressed(1);
 }
 
 QImage fileValues(const PixelData& source) {

@@ -63,6 +63,20 @@ std::string objectionTo(const Image& image) {
 
 }  // namespace
 
+namespace {
+
+// Stays until the work is done: what it stands for must not be closed meanwhile.
+class StayingProgress : public QProgressDialog {
+  public:
+    using QProgressDialog::QProgressDialog;
+    void reject() override {}
+
+  protected:
+    void closeEvent(QCloseEvent* event) override { event->ignore(); }
+};
+
+}  // namespace
+
 VRWindow* VRWindow::initWithImage(const Image& image) {
     const std::string objection = objectionTo(image);
     if (!objection.empty()) {
@@ -84,9 +98,8 @@ VRWindow* VRWindow::initWithImage(const Image& image) {
 std::string VRWindow::fill(const Image& image) {
     if (!theGLView()->isValid()) return noOpenGL;
     QApplication::setOverrideCursor(Qt::WaitCursor);
-    // Shows itself only when there is something to wait for. Modal: nobody closes this window
-    // meanwhile.
-    QProgressDialog progress(tr("Preparing the panorama…"), QString(), 0, 1, this);
+    // Shows itself only when there is something to wait for; modal.
+    StayingProgress progress(tr("Preparing the panorama…"), QString(), 0, 1, this);
     progress.setWindowModality(Qt::ApplicationModal);
     progress.setMinimumDuration(waitWithoutProgress);
     connect(theGLView(), &MyOpenGLView::texturesProgressed, &progress, [&](int done, int total) {
@@ -94,11 +107,13 @@ std::string VRWindow::fill(const Image& image) {
         progress.setValue(done);
     });
     std::string failure;
+    filling_ = true;
     try {
         theGLView()->createTextures(image);
     } catch (const std::bad_alloc&) {
         failure = tooLittleMemory(memoryFor(image), availableMemory());
     }
+    filling_ = false;
     QApplication::restoreOverrideCursor();
     return failure;
 }
@@ -133,6 +148,10 @@ void VRWindow::centre() {
 }
 
 void VRWindow::closeEvent(QCloseEvent* event) {
+    if (filling_) {
+        event->ignore();
+        return;
+    }
     windowWillClose();
     QWidget::closeEvent(event);
 }

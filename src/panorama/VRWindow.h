@@ -42,6 +42,7 @@ class VRWindow : public QWidget {
     std::string fill(const Image& image);
 
     std::unique_ptr<Ui::VRWindow> layout_;
+    bool filling_ = false;  // the picture is being taken in: the window stays
 };
 
 }  // namespace lumaweave

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <QButtonGroup>
+#include <QRadioButton>
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -11,6 +13,7 @@
 #include "align/AlignFixture.h"
 #include "align/BlockShifts.h"
 #include "app/SharedState.h"
+#include "fusion/EnfuseSettingsWindow.h"
 #include "fusion/WorkingFiles.h"
 #include "imaging/ImageDecoder.h"
 #include "preview/PreviewWindow.h"
@@ -119,6 +122,54 @@ TEST_F(HandHeldTest, AlignedShotsKeepTheirColours) {
         EXPECT_NEAR(middle(aligned).red(), middle(originals[i]).red(), 5) << i;
         EXPECT_NEAR(middle(aligned).blue(), middle(originals[i]).blue(), 5) << i;
     }
+    // And are given to the fusion in the colours of the first.
+    replaceFusionTool(std::string(takeArguments) + copyLastInput);
+    const QColor last =
+        cell(2).theImage().scaledPart({200, 150, 500, 300}, 1, 1).toScreen().pixelColor(0, 0);
+    const Image given = fuse("given.tif");
+    EXPECT_TRUE(given.colourProfile().isEmpty());
+    const QColor seen = given.scaledPart({200, 150, 500, 300}, 1, 1).toScreen().pixelColor(0, 0);
+    EXPECT_NEAR(seen.red(), last.red(), 2);
+    EXPECT_NEAR(seen.green(), last.green(), 2);
+    EXPECT_NEAR(seen.blue(), last.blue(), 2);
+}
+
+// The fusion tool would stretch them to the whole range of integers.
+TEST_F(HandHeldTest, AlignedFloatsAreFusedIntoIntegersAsTheyAre) {
+    std::vector<fs::path> shots;
+    for (int i = 0; i < 2; ++i) {
+        const Image bright = decodeImage(handHeldShots()[static_cast<std::size_t>(i)]);
+        const std::vector<double> samples = samplesOf(bright);
+        const Image dim = makeImage(
+            bright.pixelsWide(), bright.pixelsHigh(), {3, false, SampleType::float32},
+            [&](int x, int y, int s) {
+                return 0.3 +
+                       0.3 *
+                           samples[static_cast<std::size_t>((y * bright.pixelsWide() + x) * 3 + s)];
+            });
+        shots.push_back(folder / ("float " + std::to_string(i) + ".tif"));
+        saveImage(dim, shots.back());
+    }
+    windows->settingsPanel()->outputDepthMatrix()->button(1)->setChecked(true);
+    dropAndWait(shots);
+    align();
+    EXPECT_THAT(alerts.texts(), IsEmpty());
+    const Image fused = fuse("fused.tif");
+    EXPECT_EQ(fused.format().type, SampleType::uint16);
+    const QImage middle = fused.cropped(QRectF(300, 200, 300, 200), 300, 200).toScreen();
+    int darkest = 255;
+    int brightest = 0;
+    for (int y = 0; y < middle.height(); ++y) {
+        for (int x = 0; x < middle.width(); ++x) {
+            const QColor pixel = middle.pixelColor(x, y);
+            ASSERT_EQ(pixel.alpha(), 255);
+            darkest = std::min(darkest, pixel.green());
+            brightest = std::max(brightest, pixel.green());
+        }
+    }
+    // Sharpening by the pyramid goes a little beyond.
+    EXPECT_GT(darkest, 0.2 * 255);
+    EXPECT_LT(brightest, 0.7 * 255);
 }
 
 // A lens that the files do not tell is taken for one of 50 degrees, which this one is not.

@@ -11,6 +11,7 @@
 #include "imaging/ImageDecoder.h"
 #include "imaging/TiffFile.h"
 #include "imaging/TiffWriter.h"
+#include "imaging/VipsLibrary.h"
 #include "platform/WorkingFolder.h"
 #include "support/FileSizeLimit.h"
 #include "support/FormatFixtures.h"
@@ -213,17 +214,53 @@ TEST_F(AlikeInputsTest, AProfileThatCannotBeUsedIsTakenForSrgb) {
     EXPECT_THAT(AlikeInputs({bad, bad}).files(), ElementsAre(bad.file, bad.file));
 }
 
-TEST_F(AlikeInputsTest, AFileThatCannotBeReadOrConvertedIsGivenAsItIs) {
+TEST_F(AlikeInputsTest, OneShotInColoursWithAnUnusableProfileDecidesOnNothingForGreyOnes) {
+    const RunInput grey = working("a.tif", grey8);
+    const RunInput bad = working("b.tif", rgb8, test::profileOf(test::adobeRgbSpace).left(200));
+    const AlikeInputs alike({grey, bad});
+    EXPECT_EQ(given(alike, 0).format(), rgb8);
+    EXPECT_TRUE(given(alike, 0).colourProfile().isEmpty());
+    EXPECT_TRUE(given(alike, 1).colourProfile().isEmpty());
+}
+
+// As the alignment tool leaves them.
+TEST_F(AlikeInputsTest, CompressedWorkingFilesAreKnownByTheirShots) {
+    const RunInput plain = working("a.tif", rgb8);
+    const Image deep = makeImage(40, 30, rgbFloat, scene);
+    const fs::path compressed = workingFolder() / "b.tif";
+    test::vipsImage(deep).tiffsave(
+        compressed.c_str(),
+        vips::VImage::option()->set("compression", VIPS_FOREIGN_TIFF_COMPRESSION_LZW));
+    ASSERT_FALSE(mapTiff(compressed));
+    const AlikeInputs alike({plain, {compressed, deep}});
+    EXPECT_EQ(alike.type(), SampleType::float32);
+    EXPECT_EQ(given(alike, 0).format(), rgbFloat);
+    EXPECT_EQ(alike.files()[1], compressed);
+    const RunInput grey = working("c.tif", {1, false, SampleType::float32});
+    EXPECT_THAT(AlikeInputs({grey, {compressed, makeImage(40, 30, grey8, scene)}}).files(),
+                ElementsAre(grey.file, testing::Ne(compressed)));
+}
+
+TEST_F(AlikeInputsTest, WithoutRoomForACopyTheyAreNotComplete) {
     const RunInput a = working("a.tif", grey8);
     const RunInput b = working("b.tif", rgb8);
+    const auto files = workingFiles();
     {
         const test::FileSizeLimit limit(1000);
-        EXPECT_THAT(AlikeInputs({a, b}).files(), ElementsAre(a.file, b.file));
+        EXPECT_FALSE(AlikeInputs({a, b}).areComplete());
+        EXPECT_TRUE(AlikeInputs({b, b}).areComplete());
     }
-    fs::remove(a.file);
+    EXPECT_TRUE(AlikeInputs({a, b}).areComplete());
+    EXPECT_EQ(workingFiles(), files);
+}
+
+TEST_F(AlikeInputsTest, AFileThatCannotBeReadIsGivenAsItIs) {
+    const RunInput a = {workingFolder() / "missing.tif", {}};
+    const RunInput b = working("b.tif", grey8);
     const auto files = workingFiles();
     const AlikeInputs alike({a, b});
     EXPECT_THAT(alike.files(), ElementsAre(a.file, b.file));
+    EXPECT_TRUE(alike.areComplete());
     EXPECT_EQ(workingFiles(), files);
 }
 

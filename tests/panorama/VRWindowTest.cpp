@@ -14,6 +14,7 @@
 #include <QThread>
 #include <algorithm>
 #include <fstream>
+#include <functional>
 #include <new>
 
 #include "PanoramaSupport.h"
@@ -260,12 +261,15 @@ class SlowTextures : public QObject {
     bool eventFilter(QObject* watched, QEvent* event) override {
         if (event->type() != QEvent::Show) return false;
         if (auto* window = qobject_cast<VRWindow*>(watched)) {
-            QObject::connect(window->theGLView(), &MyOpenGLView::texturesProgressed, this,
-                             [] { QThread::msleep(50); });
+            QObject::connect(window->theGLView(), &MyOpenGLView::texturesProgressed, this, [this] {
+                QThread::msleep(50);
+                if (whileWorking) whileWorking();
+            });
         }
         if (qobject_cast<QProgressDialog*>(watched) != nullptr) ++progressDialogs;
         return false;
     }
+    std::function<void()> whileWorking;
     int progressDialogs = 0;
 };
 
@@ -278,6 +282,25 @@ TEST_F(VRWindowTest, OpeningThatTakesLongShowsProgress) {
     EXPECT_TRUE(viewer.view().readyToDraw());
     for (QWidget* window : QApplication::topLevelWidgets())
         EXPECT_FALSE(qobject_cast<QProgressDialog*>(window) != nullptr && window->isVisible());
+}
+
+TEST_F(VRWindowTest, NothingIsClosedBeforeThePictureIsTakenIn) {
+    SlowTextures slow;
+    slow.whileWorking = [] {
+        for (QWidget* window : QApplication::topLevelWidgets()) {
+            const bool concerned = qobject_cast<VRWindow*>(window) != nullptr ||
+                                   qobject_cast<QProgressDialog*>(window) != nullptr;
+            if (!concerned || !window->isVisible()) continue;
+            QTest::keyClick(window, Qt::Key_Escape);
+            QTest::keyClick(window, Qt::Key_W, Qt::ControlModifier);
+            window->close();
+            EXPECT_TRUE(window->isVisible());
+        }
+    };
+    const OpenViewer viewer(numberedPicture(640, 320), {400, 300});
+    EXPECT_EQ(slow.progressDialogs, 1);
+    EXPECT_TRUE(viewer.view().readyToDraw());
+    EXPECT_GT(picturedShare(viewer.view().grabFramebuffer()), 0.99);
 }
 
 TEST_F(VRWindowTest, MemoryThatRunsOutOnTheWayIsNoCrash) {

@@ -18,6 +18,7 @@
 #include "preview/PreviewWindow.h"
 #include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
+#include "support/FileSizeLimit.h"
 #include "support/FormatFixtures.h"
 #include "support/ProgramFixture.h"
 #include "widgets/ImageView.h"
@@ -297,6 +298,19 @@ TEST_F(MixedStack, OfGreyShotsAloneStaysGrey) {
         fuse(save(patch(grey8, grey), "a.tif"), save(patch(grey8, grey), "b.tif"), 0);
     EXPECT_EQ(fused.format().colours, 1);
     EXPECT_EQ(mapTiff(cell(0).urlToImageFile())->format(), grey8);
+}
+
+TEST_F(MixedStack, WithoutRoomForTheCopiesIsNotFused) {
+    const std::vector<fs::path> shots = {save(patch(grey8, grey), "a.tif"),
+                                         save(patch(rgb8, grey), "b.tif")};
+    dropAndWait(shots);
+    {
+        const FileSizeLimit limit(20'000);
+        fuseFullSize(folder / "fused.tif");
+    }
+    EXPECT_THAT(alerts.texts(),
+                testing::Contains(testing::HasSubstr("The working folder cannot be written")));
+    EXPECT_FALSE(fs::exists(folder / "fused.tif"));
 }
 
 TEST_F(MixedStack, OfThePersonsOwnFilesIsFusedAndTheyStay) {
