@@ -1,12 +1,12 @@
 #include "imaging/ColourProfile.h"
 
-#include <lcms2.h>
-
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstring>
 #include <memory>
+
+#include "imaging/LcmsLibrary.h"
 
 namespace lumaweave {
 
@@ -21,22 +21,12 @@ bool isProfileOf(const char* colourSpace, const void* profile, std::size_t size)
 
 namespace {
 
-struct ProfileCloser {
-    void operator()(void* profile) const { cmsCloseProfile(profile); }
-};
-using Profile = std::unique_ptr<void, ProfileCloser>;
-
 struct CurveCloser {
     void operator()(cmsToneCurve* curve) const { cmsFreeToneCurve(curve); }
 };
 using Curve = std::unique_ptr<cmsToneCurve, CurveCloser>;
 
-Profile open(const QByteArray& bytes) {
-    return Profile(
-        cmsOpenProfileFromMem(bytes.constData(), static_cast<cmsUInt32Number>(bytes.size())));
-}
-
-QByteArray bytesOf(const Profile& profile) {
+QByteArray bytesOf(const LcmsProfile& profile) {
     cmsUInt32Number size = 0;
     if (!profile || cmsSaveProfileToMem(profile.get(), nullptr, &size) == 0) return {};
     QByteArray bytes(static_cast<qsizetype>(size), '\0');
@@ -86,13 +76,13 @@ bool isSameColour(void* a, void* b, cmsTagSignature tag) {
 }  // namespace
 
 bool isSrgbProfile(const QByteArray& bytes) {
-    const Profile profile = open(bytes);
+    const LcmsProfile profile = openProfile(bytes);
     if (!profile) return false;
     if (cmsGetColorSpace(profile.get()) == cmsSigGrayData) {
         return isSrgbCurve(profile.get(), cmsSigGrayTRCTag);
     }
     if (cmsIsMatrixShaper(profile.get()) == 0) return false;
-    const Profile srgb(cmsCreate_sRGBProfile());
+    const LcmsProfile srgb(cmsCreate_sRGBProfile());
     for (const cmsTagSignature colour :
          {cmsSigRedColorantTag, cmsSigGreenColorantTag, cmsSigBlueColorantTag}) {
         if (!isSameColour(profile.get(), srgb.get(), colour)) return false;
@@ -107,7 +97,7 @@ bool meansTheSame(const QByteArray& profile, const QByteArray& other) {
 }
 
 bool isLinearProfile(const QByteArray& bytes) {
-    const Profile profile = open(bytes);
+    const LcmsProfile profile = openProfile(bytes);
     if (!profile) return false;
     if (cmsGetColorSpace(profile.get()) == cmsSigGrayData) {
         return isLinear(profile.get(), cmsSigGrayTRCTag);
@@ -118,26 +108,24 @@ bool isLinearProfile(const QByteArray& bytes) {
 
 bool isConversionTarget(const QByteArray& bytes) {
     if (bytes.isEmpty()) return true;
-    const Profile profile = open(bytes);
+    const LcmsProfile profile = openProfile(bytes);
     if (!profile) return false;
     const bool isGrey = cmsGetColorSpace(profile.get()) == cmsSigGrayData;
-    const Profile srgb(cmsCreate_sRGBProfile());
-    cmsHTRANSFORM transform = cmsCreateTransform(
+    const LcmsProfile srgb(cmsCreate_sRGBProfile());
+    const LcmsTransform transform(cmsCreateTransform(
         srgb.get(), TYPE_RGB_FLT, profile.get(), isGrey ? TYPE_GRAY_FLT : TYPE_RGB_FLT,
-        INTENT_RELATIVE_COLORIMETRIC, cmsFLAGS_NOCACHE | cmsFLAGS_NOOPTIMIZE);
-    if (transform == nullptr) return false;
-    cmsDeleteTransform(transform);
-    return true;
+        INTENT_RELATIVE_COLORIMETRIC, cmsFLAGS_NOCACHE | cmsFLAGS_NOOPTIMIZE));
+    return transform != nullptr;
 }
 
 QByteArray withDisplayTones(const QByteArray& linearProfile) {
-    const Profile profile = open(linearProfile);
+    const LcmsProfile profile = openProfile(linearProfile);
     if (!profile) return {};
     const Curve curve = displayCurve();
     if (cmsGetColorSpace(profile.get()) == cmsSigGrayData) return srgbGreyProfile();
     if (cmsIsMatrixShaper(profile.get()) == 0) return {};
     // A new one, with nothing else of the old: tables would contradict the curves.
-    const Profile target(cmsCreateProfilePlaceholder(nullptr));
+    const LcmsProfile target(cmsCreateProfilePlaceholder(nullptr));
     cmsSetProfileVersion(target.get(), 4.3);
     cmsSetDeviceClass(target.get(), cmsSigDisplayClass);
     cmsSetColorSpace(target.get(), cmsSigRgbData);
@@ -168,22 +156,21 @@ QByteArray profileOfPrimaries(const Primaries& primaries) {
         {p.redX, p.redY, 1}, {p.greenX, p.greenY, 1}, {p.blueX, p.blueY, 1}};
     const Curve curve = displayCurve();
     const std::array<cmsToneCurve*, 3> curves = {curve.get(), curve.get(), curve.get()};
-    return bytesOf(Profile(cmsCreateRGBProfile(&white, &colours, curves.data())));
+    return bytesOf(LcmsProfile(cmsCreateRGBProfile(&white, &colours, curves.data())));
 }
 
 QByteArray srgbGreyProfile() {
-    return bytesOf(Profile(cmsCreateGrayProfile(cmsD50_xyY(), displayCurve().get())));
+    return bytesOf(LcmsProfile(cmsCreateGrayProfile(cmsD50_xyY(), displayCurve().get())));
 }
 
 void labToSrgb(const float* lab, float* rgb, std::size_t pixels) {
-    const Profile from(cmsCreateLab4Profile(nullptr));
-    const Profile to(cmsCreate_sRGBProfile());
-    cmsHTRANSFORM transform =
-        cmsCreateTransform(from.get(), TYPE_Lab_FLT, to.get(), TYPE_RGB_FLT,
-                           INTENT_RELATIVE_COLORIMETRIC, cmsFLAGS_NOCACHE | cmsFLAGS_NOOPTIMIZE);
-    if (transform == nullptr) return;
-    cmsDoTransform(transform, lab, rgb, static_cast<cmsUInt32Number>(pixels));
-    cmsDeleteTransform(transform);
+    const LcmsProfile from(cmsCreateLab4Profile(nullptr));
+    const LcmsProfile to(cmsCreate_sRGBProfile());
+    const LcmsTransform transform(cmsCreateTransform(from.get(), TYPE_Lab_FLT, to.get(),
+                                                     TYPE_RGB_FLT, INTENT_RELATIVE_COLORIMETRIC,
+                                                     cmsFLAGS_NOCACHE | cmsFLAGS_NOOPTIMIZE));
+    if (!transform) return;
+    cmsDoTransform(transform.get(), lab, rgb, static_cast<cmsUInt32Number>(pixels));
     for (std::size_t i = 0; i < 3 * pixels; ++i)
         rgb[i] = std::clamp(rgb[i], 0.0F, 1.0F);
 }

@@ -1,6 +1,5 @@
 #include "imaging/Conversion.h"
 
-#include <lcms2.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +11,7 @@
 #include <vector>
 
 #include "imaging/ColourProfile.h"
+#include "imaging/LcmsLibrary.h"
 #include "imaging/PixelData.h"
 #include "imaging/TiffWriter.h"
 #include "platform/Log.h"
@@ -39,40 +39,26 @@ To sampleAs(From value) {
     }
 }
 
-struct TransformCloser {
-    void operator()(void* transform) const { cmsDeleteTransform(transform); }
-};
-using Transform = std::unique_ptr<void, TransformCloser>;
-
-cmsHPROFILE openProfile(const QByteArray& bytes, int colours) {
-    const QByteArray profile = bytes.isEmpty() && colours == 1 ? srgbGreyProfile() : bytes;
-    if (profile.isEmpty()) return cmsCreate_sRGBProfile();
-    return cmsOpenProfileFromMem(profile.constData(), static_cast<cmsUInt32Number>(profile.size()));
-}
-
 // Floats both. Null when a profile cannot be used.
-Transform transformThrough(const QByteArray& fromProfile, int fromColours,
-                           const QByteArray& toProfile, int toColours) {
+LcmsTransform transformThrough(const QByteArray& fromProfile, int fromColours,
+                               const QByteArray& toProfile, int toColours) {
     const auto layout = [](int colours) { return colours == 1 ? TYPE_GRAY_FLT : TYPE_RGB_FLT; };
-    cmsHPROFILE from = openProfile(fromProfile, fromColours);
-    cmsHPROFILE to = openProfile(toProfile, toColours);
-    Transform transform(from == nullptr || to == nullptr
-                            ? nullptr
-                            : cmsCreateTransform(from, layout(fromColours), to, layout(toColours),
-                                                 INTENT_RELATIVE_COLORIMETRIC,
-                                                 cmsFLAGS_NOCACHE | cmsFLAGS_NOOPTIMIZE));
-    if (from != nullptr) cmsCloseProfile(from);
-    if (to != nullptr) cmsCloseProfile(to);
-    return transform;
+    const LcmsProfile from = openProfileOf(fromProfile, fromColours);
+    const LcmsProfile to = openProfileOf(toProfile, toColours);
+    if (!from || !to) return nullptr;
+    return LcmsTransform(cmsCreateTransform(from.get(), layout(fromColours), to.get(),
+                                            layout(toColours), INTENT_RELATIVE_COLORIMETRIC,
+                                            cmsFLAGS_NOCACHE | cmsFLAGS_NOOPTIMIZE));
 }
 
 // The conversion of a picture's colours; none where their numbers stay as they are.
-Transform transformBetween(const PixelData& source, const PixelData& target) {
+LcmsTransform transformBetween(const PixelData& source, const PixelData& target) {
     const int from = source.format.colours;
     const int to = target.format.colours;
     if (from == to && meansTheSame(source.colourProfile, target.colourProfile)) return nullptr;
     if (source.colourProfile.isEmpty() && target.colourProfile.isEmpty()) return nullptr;
-    Transform transform = transformThrough(source.colourProfile, from, target.colourProfile, to);
+    LcmsTransform transform =
+        transformThrough(source.colourProfile, from, target.colourProfile, to);
     if (!transform) {
         Log("Colour profile not used: it cannot be read");
         transform = transformThrough({}, from, target.colourProfile, to);
@@ -119,7 +105,7 @@ class RowConverter {
 
     const PixelData& source_;
     PixelFormat target_;
-    Transform transform_;
+    LcmsTransform transform_;
     std::vector<float> from_;
     std::vector<float> to_;
 };

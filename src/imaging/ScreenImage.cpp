@@ -1,7 +1,5 @@
 #include "imaging/ScreenImage.h"
 
-#include <lcms2.h>
-
 #include <algorithm>
 #include <atomic>
 #include <exception>
@@ -17,6 +15,7 @@
 #include <vector>
 
 #include "imaging/ColourProfile.h"
+#include "imaging/LcmsLibrary.h"
 #include "imaging/PixelData.h"
 #include "platform/Log.h"
 
@@ -94,23 +93,7 @@ QByteArray screenProfile() {
     return colourSpaceOfScreen;
 }
 
-struct ProfileCloser {
-    void operator()(void* profile) const { cmsCloseProfile(profile); }
-};
-struct TransformCloser {
-    void operator()(void* transform) const { cmsDeleteTransform(transform); }
-};
-using Profile = std::unique_ptr<void, ProfileCloser>;
-using Transform = std::unique_ptr<void, TransformCloser>;
-
-Profile openProfile(const QByteArray& bytes, int colours) {
-    const QByteArray profile = bytes.isEmpty() && colours == 1 ? srgbGreyProfile() : bytes;
-    if (profile.isEmpty()) return Profile(cmsCreate_sRGBProfile());
-    return Profile(
-        cmsOpenProfileFromMem(profile.constData(), static_cast<cmsUInt32Number>(profile.size())));
-}
-
-bool hasNoTable(const Profile& profile, cmsUInt32Number use) {
+bool hasNoTable(const LcmsProfile& profile, cmsUInt32Number use) {
     return cmsIsCLUT(profile.get(), INTENT_RELATIVE_COLORIMETRIC, use) == 0;
 }
 
@@ -121,14 +104,14 @@ enum class Way { exact, quick };
 
 // Into the screen's colours, 8-bit RGBA; floats are taken as 16-bit integers. Throws the reason
 // when a profile cannot be used. Without a cache, so that several threads may use it at once.
-Transform transformFor(const PixelFormat& format, const QByteArray& profile,
-                       const QByteArray& screen, Way way) {
+LcmsTransform transformFor(const PixelFormat& format, const QByteArray& profile,
+                           const QByteArray& screen, Way way) {
     if (!profile.isEmpty() && !isProfileOf(profileColourSpace(format.colours), profile.constData(),
                                            static_cast<std::size_t>(profile.size()))) {
         throw std::runtime_error("it is for another kind of picture");
     }
-    const Profile from = openProfile(profile, format.colours);
-    const Profile to = openProfile(screen, 3);
+    const LcmsProfile from = openProfileOf(profile, format.colours);
+    const LcmsProfile to = openProfileOf(screen, 3);
     const unsigned alpha = format.alpha ? 1 : 0;
     const unsigned bytes = format.type == SampleType::uint8 ? 1 : 2;
     const auto colours = static_cast<unsigned>(format.colours);
@@ -137,7 +120,7 @@ Transform transformFor(const PixelFormat& format, const QByteArray& profile,
     // Screens have a black of their own, into which the darkest shades are not to sink.
     cmsUInt32Number flags = cmsFLAGS_NOCACHE | cmsFLAGS_BLACKPOINTCOMPENSATION;
     if (format.alpha) flags |= cmsFLAGS_COPY_ALPHA;
-    Transform transform;
+    LcmsTransform transform;
     if (from && to) {
         const bool isQuickOneExact = colours == 3 && bytes == 1 &&
                                      hasNoTable(from, LCMS_USED_AS_INPUT) &&
@@ -151,7 +134,7 @@ Transform transformFor(const PixelFormat& format, const QByteArray& profile,
 }
 
 // The way of a picture's colours to the screen; none where their numbers are the screen's own.
-Transform transformFor(const PixelData& source) {
+LcmsTransform transformFor(const PixelData& source) {
     const QByteArray screen = screenProfile();
     const bool isOfScreensKind = source.format.colours == 3 || screen.isEmpty();
     if (isOfScreensKind && meansTheSame(source.colourProfile, screen)) return nullptr;
@@ -227,7 +210,7 @@ void screenPixels(const PixelData& source, unsigned char* rgba,
     const auto width = static_cast<std::size_t>(source.width);
     const int stripRows = static_cast<int>(std::max<std::size_t>(1, pixelsPerStrip / width));
     const int strips = (source.height + stripRows - 1) / stripRows;
-    const Transform transform = transformFor(source);
+    const LcmsTransform transform = transformFor(source);
     std::atomic<int> next = 0;
     std::atomic<int> done = 0;
     const auto convertNext = [&] {
