@@ -2,6 +2,7 @@
 
 #include <sys/statvfs.h>
 
+#include <chrono>
 #include <cstring>
 #include <exception>
 #include <functional>
@@ -9,8 +10,10 @@
 
 #include "imaging/PictureReader.h"
 #include "imaging/RawDecoder.h"
+#include "imaging/ReaderJobs.h"
 #include "imaging/TiffFile.h"
 #include "imaging/TiffWriter.h"
+#include "imaging/TimedSource.h"
 #include "imaging/Upright.h"
 #include "platform/FileDescriptor.h"
 #include "platform/Log.h"
@@ -85,13 +88,32 @@ DecodedFile streamToTiff(const ReadRows& readRows, const PixelData& description,
     return {*image, DecodeFailure::none};
 }
 
+// A few hundred bytes may claim hundreds of megapixels, all of which would be turned.
+std::chrono::nanoseconds turningTime(const fs::path& path) {
+    std::error_code none;
+    const std::uintmax_t size = fs::file_size(path, none);
+    return decodingTime(none ? 0 : size) / 2;
+}
+
 // The picture turned as its orientation asks, in a file that takes the place of the first one.
 DecodedFile turnUpright(const Image& sideways, int orientation, const fs::path& path,
                         const fs::path& tiffPath) {
     const PixelData& from = sideways.pixels();
+    const std::chrono::nanoseconds time = turningTime(path);
+    const WorkLimit limit(time);
     const auto readRows = [&](int stripRows, const PictureReader::TakeRows& take) {
-        return readUprightRows(from, orientation, stripRows, take) ? PictureReader::Result::done
-                                                                   : PictureReader::Result::refused;
+        bool inTime = true;
+        const auto takeInTime = [&](const void* rows, int count) {
+            inTime = !limit.isOver();
+            return inTime && take(rows, count);
+        };
+        if (readUprightRows(from, orientation, stripRows, takeInTime)) {
+            return PictureReader::Result::done;
+        }
+        if (inTime) return PictureReader::Result::refused;
+        Log(path.native() + ": turning it takes more than " +
+            std::to_string(std::chrono::duration_cast<std::chrono::seconds>(time).count()) + " s");
+        return PictureReader::Result::unreadable;
     };
     return streamToTiff(readRows, uprightDescription(from, orientation), path, tiffPath);
 }
@@ -131,7 +153,10 @@ DecodedFile decodeToTiffHere(const fs::path& path, const fs::path& tiffPath) {
         },
         picture->description(), path, tiffPath);
     if (decoded.image.isNull() || picture->orientation() == 1) return decoded;
-    return turnUpright(decoded.image, picture->orientation(), path, tiffPath);
+    DecodedFile upright = turnUpright(decoded.image, picture->orientation(), path, tiffPath);
+    std::error_code ignored;
+    if (upright.image.isNull()) fs::remove(tiffPath, ignored);  // the one that is not upright
+    return upright;
 }
 
 bool isDecodableHere(const fs::path& path) {

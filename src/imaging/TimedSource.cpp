@@ -93,4 +93,10 @@ vips::VSource timedSource(const FileDescriptor& file) {
     return timedSource(file, decodingTime(file.size()));
 }
 
+WorkLimit::WorkLimit(nanoseconds time) : end_(workOfThisThread() + time) {}
+
+bool WorkLimit::isOver() const {
+    return workOfThisThread() > end_;
+}
+
 }  // namespace lumaweave

@@ -16,4 +16,15 @@ namespace lumaweave {
 // The same with a time of the caller's.
 [[nodiscard]] vips::VSource timedSource(const FileDescriptor& file, std::chrono::nanoseconds time);
 
+// How long the thread that makes this may work from then on.
+class WorkLimit {
+  public:
+    explicit WorkLimit(std::chrono::nanoseconds time);
+    // Asked by the same thread.
+    [[nodiscard]] bool isOver() const;
+
+  private:
+    std::chrono::nanoseconds end_;
+};
+
 }  // namespace lumaweave

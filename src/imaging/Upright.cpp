@@ -36,6 +36,54 @@ Turn turnFor(int orientation) {
     }
 }
 
+// Some upright rows. The size of a pixel is known beforehand, so that copying one is no call: a
+// small file may claim hundreds of megapixels.
+template <std::size_t pixelBytes>
+void turnRows(const PixelData& sideways, const Turn& turn, const PixelData& upright, int top,
+              int count, std::byte* strip) {
+    const std::size_t rowBytes = upright.bytesPerRow();
+    // Along the stored rows, which may lie far apart in a file.
+    const int outer = turn.exchanged ? upright.width : count;
+    const int inner = turn.exchanged ? count : upright.width;
+    for (int i = 0; i < outer; ++i) {
+        const int line = turn.exchanged ? i : top + i;
+        const std::byte* from =
+            sideways.row<std::byte>(turn.mirroredY ? sideways.height - 1 - line : line);
+        for (int j = 0; j < inner; ++j) {
+            const int place = turn.exchanged ? top + j : j;
+            const int column = turn.mirroredX ? sideways.width - 1 - place : place;
+            const int x = turn.exchanged ? i : j;
+            const int y = turn.exchanged ? j : i;
+            std::memcpy(strip + static_cast<std::size_t>(y) * rowBytes +
+                            static_cast<std::size_t>(x) * pixelBytes,
+                        from + static_cast<std::size_t>(column) * pixelBytes, pixelBytes);
+        }
+    }
+}
+
+// Calls function.template operator()<pixelBytes>(): 1 to 4 samples of 1, 2 or 4 bytes.
+template <typename Function>
+void withPixelBytes(int pixelBytes, const Function& function) {
+    switch (pixelBytes) {
+        case 1:
+            return function.template operator()<1>();
+        case 2:
+            return function.template operator()<2>();
+        case 3:
+            return function.template operator()<3>();
+        case 4:
+            return function.template operator()<4>();
+        case 6:
+            return function.template operator()<6>();
+        case 8:
+            return function.template operator()<8>();
+        case 12:
+            return function.template operator()<12>();
+        default:
+            return function.template operator()<16>();
+    }
+}
+
 }  // namespace
 
 PixelData uprightDescription(const PixelData& sideways, int orientation) {
@@ -50,32 +98,12 @@ bool readUprightRows(const PixelData& sideways, int orientation, int stripRows,
                      const std::function<bool(const void* rows, int rowCount)>& take) {
     const Turn turn = turnFor(orientation);
     const PixelData upright = uprightDescription(sideways, orientation);
-    const auto pixelBytes = static_cast<std::size_t>(sideways.format.bytesPerPixel());
-    const std::size_t rowBytes = upright.bytesPerRow();
-    std::vector<std::byte> strip(rowBytes * static_cast<std::size_t>(stripRows));
-    const auto copyPixel = [&](int x, int y, std::byte* to) {
-        const int column = turn.exchanged ? y : x;
-        const int row = turn.exchanged ? x : y;
-        const int fromX = turn.mirroredX ? sideways.width - 1 - column : column;
-        const int fromY = turn.mirroredY ? sideways.height - 1 - row : row;
-        std::memcpy(to,
-                    sideways.row<std::byte>(fromY) + static_cast<std::size_t>(fromX) * pixelBytes,
-                    pixelBytes);
-    };
+    std::vector<std::byte> strip(upright.bytesPerRow() * static_cast<std::size_t>(stripRows));
     for (int top = 0; top < upright.height; top += stripRows) {
         const int count = std::min(stripRows, upright.height - top);
-        // Along the stored rows, which may lie far apart in a file.
-        const int outer = turn.exchanged ? upright.width : count;
-        const int inner = turn.exchanged ? count : upright.width;
-        for (int i = 0; i < outer; ++i) {
-            for (int j = 0; j < inner; ++j) {
-                const int x = turn.exchanged ? i : j;
-                const int y = turn.exchanged ? j : i;
-                copyPixel(x, top + y,
-                          strip.data() + static_cast<std::size_t>(y) * rowBytes +
-                              static_cast<std::size_t>(x) * pixelBytes);
-            }
-        }
+        withPixelBytes(sideways.format.bytesPerPixel(), [&]<std::size_t pixelBytes>() {
+            turnRows<pixelBytes>(sideways, turn, upright, top, count, strip.data());
+        });
         if (!take(strip.data(), count)) return false;
     }
     return true;

@@ -68,6 +68,17 @@ TEST_F(DecodingLimitsTest, ASourceFailsWhenItsTimeIsOver) {
     EXPECT_NEAR(decodedWithin(1h), 128, 1);
 }
 
+TEST_F(DecodingLimitsTest, WhatAThreadMayWorkIsCountedFromTheStart) {
+    const WorkLimit hour(std::chrono::hours(1));
+    const WorkLimit moment(std::chrono::milliseconds(20));
+    EXPECT_FALSE(hour.isOver());
+    volatile unsigned long work = 0;
+    while (!moment.isOver())
+        work = work + 1;
+    EXPECT_GT(work, 0UL);
+    EXPECT_FALSE(hour.isOver());
+}
+
 TEST_F(DecodingLimitsTest, LargerFilesHaveMoreTime) {
     EXPECT_EQ(decodingTime(0), 10s);
     EXPECT_EQ(decodingTime(50'000'000), 210s);
