@@ -5,7 +5,7 @@
 #include <thread>
 
 #include "Scene.h"
-#include "imaging/VipsLibrary.h"
+#include "imaging/formats/VipsLibrary.h"
 
 namespace lumaweave::bench {
 

@@ -22,10 +22,10 @@
 #include "Output.h"
 #include "Processes.h"
 #include "align/AutoAlignProgress.h"
-#include "app/Services.h"
-#include "app/SharedState.h"
+#include "fusion/SavePanel.h"
+#include "stack/SharedState.h"
 #include "batch/BatchSettings.h"
-#include "fusion/EnfuseSettingsWindow.h"
+#include "settings/EnfuseSettingsWindow.h"
 #include "platform/Threads.h"
 #include "platform/WorkingFolder.h"
 #include "preview/PreviewWindow.h"
@@ -45,7 +45,7 @@ constexpr int longestWaitMilliseconds = 600'000;
 void sendDrop(QWidget* target, const std::vector<fs::path>& files) {
     QList<QUrl> urls;
     for (const fs::path& file : files)
-        urls << UrlFromPath(file);
+        urls << urlFromPath(file);
     QMimeData data;
     data.setUrls(urls);
     const QPoint centre = target->rect().center();
@@ -172,20 +172,20 @@ void Program::chooseSixteenBit() const {
 
 double Program::fuseFullSize(const fs::path& result) const {
     Stopwatch watch;
-    SetSaveFilenameChooser([&] {
+    setSaveFilenameChooser([&] {
         watch = Stopwatch();
         return result;
     });
     QTest::mouseClick(windows_.previewWindow()->fuseButton(), Qt::LeftButton);
     const double seconds = watch.seconds();
-    SetSaveFilenameChooser({});
+    setSaveFilenameChooser({});
     waitForTasks();
     return seconds;
 }
 
 double Program::fuseFolder(const fs::path& folder, int shots) {
     Stopwatch watch;
-    SetBatchFolderChooser([&] {
+    setBatchFolderChooser([&] {
         watch = Stopwatch();
         return std::vector<fs::path>{folder};
     });
@@ -198,7 +198,7 @@ double Program::fuseFolder(const fs::path& folder, int shots) {
         dialog.doChooseFolderAction(&dialog);
     });
     dialog.init();
-    SetBatchFolderChooser({});
+    setBatchFolderChooser({});
     waitForTasks();
     if (seconds == 0) throw std::runtime_error("the batch did not end");
     return seconds;

@@ -9,8 +9,8 @@
 #include "Inputs.h"
 #include "ScratchFolder.h"
 #include "fusion/EnfuseCommand.h"
-#include "imaging/ImageDecoder.h"
-#include "imaging/PixelData.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "imaging/picture/PixelData.h"
 
 namespace lumaweave::bench {
 
@@ -114,7 +114,7 @@ void writeCommand(benchmark::State& state) {
     const FusionSettings settings;
     for ([[maybe_unused]] const auto _ : state) {
         benchmark::DoNotOptimize(
-            EnfuseCommandText("/opt/tools/enfuse-openmp", "/var/tmp/result.tif", settings));
+            enfuseCommandText("/opt/tools/enfuse-openmp", "/var/tmp/result.tif", settings));
     }
 }
 

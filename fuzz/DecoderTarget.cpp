@@ -3,8 +3,8 @@
 
 #include "ScratchFolder.h"
 #include "Targets.h"
-#include "imaging/DecoderHere.h"
-#include "imaging/HeldPixels.h"
+#include "imaging/decoding/DecoderHere.h"
+#include "imaging/formats/HeldPixels.h"
 
 namespace lumaweave::fuzz {
 

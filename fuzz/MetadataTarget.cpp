@@ -5,11 +5,11 @@
 
 #include "ScratchFolder.h"
 #include "Targets.h"
-#include "imaging/CarriedRecords.h"
-#include "imaging/Metadata.h"
-#include "imaging/MetadataWriter.h"
-#include "imaging/RecordedFocalLength.h"
-#include "imaging/TiffDirectory.h"
+#include "imaging/metadata/CarriedRecords.h"
+#include "imaging/metadata/Metadata.h"
+#include "imaging/metadata/MetadataWriter.h"
+#include "imaging/metadata/RecordedFocalLength.h"
+#include "imaging/tiff/TiffDirectory.h"
 
 namespace lumaweave::fuzz {
 

@@ -3,9 +3,9 @@
 #include <string_view>
 
 #include "Targets.h"
-#include "imaging/HeldPixels.h"
-#include "imaging/MetadataBlocks.h"
-#include "imaging/TiffDirectory.h"
+#include "imaging/formats/HeldPixels.h"
+#include "imaging/metadata/MetadataBlocks.h"
+#include "imaging/tiff/TiffDirectory.h"
 
 namespace lumaweave::fuzz {
 

@@ -13,6 +13,7 @@ test_packages=(
     zlib1g-dev libtiff-tools libimage-exiftool-perl locales
 )
 bench_packages=(libbenchmark-dev libvips-tools)
+lint_packages=(clang clang-format clang-tidy)
 
 fail() {
     echo "$(basename "$0"): $*" >&2
@@ -40,26 +41,25 @@ install_missing() {
         fail "these Debian packages could not be installed: ${missing[*]}"
 }
 
-# build PRESET TARGET... [-- CMAKE_OPTION...]: configures when that was never done, and builds with
-# progress.
+# build PRESET OPTION TARGET...: configures when that was never done or the option (none: -) was off,
+# and builds with progress.
 build() {
-    local preset=$1 targets=()
-    shift
-    while [ $# -gt 0 ] && [ "$1" != -- ]; do
-        targets+=("$1")
-        shift
-    done
-    [ $# -eq 0 ] || shift
-    if [ ! -f "build/$preset/build.ninja" ]; then
+    local preset=$1 option=$2
+    shift 2
+    local folder=build/$preset
+    if [ ! -f "$folder/build.ninja" ] ||
+        { [ "$option" != - ] && ! grep -qs "^$option:BOOL=ON" "$folder/CMakeCache.txt"; }; then
         echo "Configuring ($preset)"
-        local messages
-        messages=$(cmake --preset "$preset" "$@" 2>&1) || {
+        local options=() messages
+        [ "$option" = - ] || options=("-D$option=ON")
+        messages=$(cmake --preset "$preset" "${options[@]}" 2>&1) || {
             echo "$messages" >&2
+            rm -f "$folder/build.ninja"
             fail "the build could not be configured"
         }
     fi
     # Of a build without work ninja tells two lines, which are left out.
-    ninja -C "build/$preset" "${targets[@]}" | awk -v preset="$preset" '
+    ninja -C "$folder" "$@" | awk -v preset="$preset" '
         /Entering directory|Re-checking globbed directories|no work to do/ { next }
         !started++ { print "Building (" preset ")" }
         { print; fflush() }' || fail "the build did not succeed"

@@ -4,11 +4,10 @@
 #include <cmath>
 #include <numbers>
 
-#include "app/Services.h"
-#include "app/SharedState.h"
 #include "platform/Resources.h"
-#include "platform/Threads.h"
+#include "platform/ShellQuoting.h"
 #include "platform/WorkingFolder.h"
+#include "stack/SharedState.h"
 
 namespace lumaweave {
 
@@ -22,28 +21,17 @@ constexpr std::array<const char*, sourceCellCount> suffixes = {
 
 }  // namespace
 
-AlignSettings CurrentAlignSettings() {
-    AlignSettings settings;
-    performOnMainThread(
-        [&settings] {
-            settings = {gAA_GridSize, gAA_NumControlPoints, gAA_AssumeFullFrameFisheye,
-                        gAA_OptimizeFOV};
-        },
-        Wait::yes);
-    return settings;
-}
-
-std::optional<fs::path> AlignTool() {
+std::optional<fs::path> alignTool() {
     return pathForTool("align_image_stack", "align_image_stack");
 }
 
-std::string AlignCommandText(const fs::path& executable, const fs::path& prefix,
+std::string alignCommandText(const fs::path& executable, const fs::path& prefix,
                              const AlignSettings& settings) {
     std::string command;
-    AppendQuotedPath(command, executable);
+    appendQuotedPath(command, executable);
     command += " -v ";
     command += " -a ";
-    AppendQuotedPath(command, prefix);
+    appendQuotedPath(command, prefix);
     if (settings.assumeFullFrameFisheye) command += " -e";
     if (settings.optimizeFOV) command += " -m";
     command += " -c " + std::to_string(settings.numControlPoints);
@@ -51,24 +39,24 @@ std::string AlignCommandText(const fs::path& executable, const fs::path& prefix,
     return command;
 }
 
-fs::path AlignedImagePrefix() {
+fs::path alignedImagePrefix() {
     return workingFolder() / "alignedImage";
 }
 
-fs::path GetURLToAlignedImage(int n) {
-    fs::path path = AlignedImagePrefix();
+fs::path alignedImageFile(int n) {
+    fs::path path = alignedImagePrefix();
     path += suffixes.at(static_cast<std::size_t>(n));
     path += ".tif";
     return path;
 }
 
-fs::path AlignedFieldOfViewFile() {
-    fs::path path = AlignedImagePrefix();
+fs::path alignedFieldOfViewFile() {
+    fs::path path = alignedImagePrefix();
     path += ".hfov";
     return path;
 }
 
-std::optional<double> HorizontalFieldOfView(double focalLengthIn35mm, QSize picture, bool fisheye) {
+std::optional<double> horizontalFieldOfView(double focalLengthIn35mm, QSize picture, bool fisheye) {
     if (picture.isEmpty() || !(focalLengthIn35mm > 0)) return std::nullopt;
     const double frameDiagonal = std::hypot(36.0, 24.0);
     const double focalLength = focalLengthIn35mm / frameDiagonal *

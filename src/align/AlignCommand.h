@@ -5,42 +5,33 @@
 #include <optional>
 #include <string>
 
+#include "align/AlignSettings.h"
+
 namespace lumaweave {
-
-// The four settings of an alignment, as the shared globals hold them.
-struct AlignSettings {
-    int gridSize = 5;
-    int numControlPoints = 8;
-    bool assumeFullFrameFisheye = false;
-    bool optimizeFOV = false;
-};
-
-// The present values of the globals, taken in one hand-off. Any thread; no lock may be held.
-[[nodiscard]] AlignSettings CurrentAlignSettings();
 
 // The alignment tool in the program's resources; none when it is missing or cannot be run. Any
 // thread.
-[[nodiscard]] std::optional<std::filesystem::path> AlignTool();
+[[nodiscard]] std::optional<std::filesystem::path> alignTool();
 
 // An alignment's command line without its inputs, of which the caller appends each behind one
 // blank. Numbers are written in the C locale, whatever the user's. Both paths must be ones that
-// CanBeQuoted. Any thread.
-[[nodiscard]] std::string AlignCommandText(const std::filesystem::path& executable,
+// canBeQuoted. Any thread.
+[[nodiscard]] std::string alignCommandText(const std::filesystem::path& executable,
                                            const std::filesystem::path& prefix,
                                            const AlignSettings& settings);
 
 // What the tool puts in front of the four digits and the ending of its outputs, and the output that
 // is cell n's (0 to 15), in the working folder. They touch no file. Any thread.
-[[nodiscard]] std::filesystem::path AlignedImagePrefix();
-[[nodiscard]] std::filesystem::path GetURLToAlignedImage(int n);
+[[nodiscard]] std::filesystem::path alignedImagePrefix();
+[[nodiscard]] std::filesystem::path alignedImageFile(int n);
 
 // Beside the prefix: where the tool's adapter looks for the shots' field of view.
-[[nodiscard]] std::filesystem::path AlignedFieldOfViewFile();
+[[nodiscard]] std::filesystem::path alignedFieldOfViewFile();
 
 // How wide a picture of this size (pixels) looks, in degrees, through a lens of this focal length
 // (millimetres, as it would be on a 36 x 24 mm frame, compared by the diagonals). The fisheye is
 // one whose angles grow evenly from the centre. None for what no lens can be.
-[[nodiscard]] std::optional<double> HorizontalFieldOfView(double focalLengthIn35mm, QSize picture,
+[[nodiscard]] std::optional<double> horizontalFieldOfView(double focalLengthIn35mm, QSize picture,
                                                           bool fisheye);
 
 }  // namespace lumaweave

@@ -14,15 +14,17 @@
 #include <vector>
 
 #include "align/AlignCommand.h"
-#include "app/Services.h"
-#include "app/SharedState.h"
-#include "fusion/Enfuse.h"
-#include "imaging/FocalLength.h"
-#include "imaging/ImageDecoder.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "imaging/metadata/FocalLength.h"
 #include "platform/Log.h"
+#include "platform/ShellQuoting.h"
 #include "platform/Threads.h"
 #include "platform/WorkingFolder.h"
 #include "sources/SourceCellViewController.h"
+#include "sources/WorkingCopies.h"
+#include "stack/SharedState.h"
+#include "stack/Shot.h"
+#include "stack/Turns.h"
 
 namespace lumaweave {
 
@@ -31,8 +33,8 @@ namespace fs = std::filesystem;
 namespace {
 
 struct Input {
-    SourceCellViewController* cell;
-    SourceCellViewController::Holding held;
+    Shot* shot;
+    Shot::Holding held;
 };
 
 // Tells one writing of a file from another.
@@ -59,9 +61,8 @@ void removeFile(const fs::path& file) {
 
 struct AlignmentRun::State {
     [[nodiscard]] bool isInput(const fs::path& file) const {
-        return std::any_of(inputs.begin(), inputs.end(), [&file](const Input& input) {
-            return input.held.urlToImageFile == file;
-        });
+        return std::any_of(inputs.begin(), inputs.end(),
+                           [&file](const Input& input) { return input.held.imageFile == file; });
     }
     void tellFieldOfView() const;
     [[nodiscard]] Image load(const fs::path& file, int n);
@@ -72,15 +73,15 @@ struct AlignmentRun::State {
 };
 
 AlignmentRun::AlignmentRun() : state_(std::make_unique<State>()) {
-    for (SourceCellViewController* cell : gSourceCells) {
-        auto held = cell->holding();
-        if (!held.urlToImageFile.empty()) state_->inputs.push_back({cell, std::move(held)});
+    for (Shot* shot : shots()) {
+        auto held = shot->holding();
+        if (!held.imageFile.empty()) state_->inputs.push_back({shot, std::move(held)});
     }
 }
 
 AlignmentRun::~AlignmentRun() = default;
 
-int AlignmentRun::shots() const {
+int AlignmentRun::shotCount() const {
     return static_cast<int>(state_->inputs.size());
 }
 
@@ -90,16 +91,16 @@ bool AlignmentRun::workingFolderFailed() const {
 
 bool AlignmentRun::appendInputs(std::string& command) const {
     for (const Input& input : state_->inputs) {
-        if (!CanBeQuoted(input.held.urlToImageFile)) return false;
+        if (!canBeQuoted(input.held.imageFile)) return false;
         command += ' ';
-        AppendQuotedPath(command, input.held.urlToImageFile);
+        appendQuotedPath(command, input.held.imageFile);
     }
     return command.size() <= longestCommandLine;
 }
 
 void AlignmentRun::prepare() {
     for (int n = 0; n < sourceCellCount; ++n) {
-        const fs::path file = GetURLToAlignedImage(n);
+        const fs::path file = alignedImageFile(n);
         if (!state_->isInput(file)) removeFile(file);
         state_->before.push_back(writingOf(file));
     }
@@ -109,18 +110,18 @@ void AlignmentRun::prepare() {
 // The working copies do not say through what lens they were taken; the files that they were made
 // from do. One bracket is taken with one lens.
 void AlignmentRun::State::tellFieldOfView() const {
-    removeFile(AlignedFieldOfViewFile());
-    const bool fisheye = CurrentAlignSettings().assumeFullFrameFisheye;
+    removeFile(alignedFieldOfViewFile());
+    const bool fisheye = currentAlignSettings().assumeFullFrameFisheye;
     for (const Input& input : inputs) {
-        const Image& image = input.held.theImage;
-        const auto focalLength = focalLengthIn35mm(input.cell->urlToOriginalFile());
-        const auto angle = HorizontalFieldOfView(focalLength.value_or(0),
+        const Image& image = input.held.image;
+        const auto focalLength = focalLengthIn35mm(input.shot->originalFile());
+        const auto angle = horizontalFieldOfView(focalLength.value_or(0),
                                                  {image.pixelsWide(), image.pixelsHigh()}, fisheye);
         if (!angle) continue;
         std::array<char, 32> digits{};
         const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), *angle,
                                        std::chars_format::fixed, 3);
-        std::ofstream(AlignedFieldOfViewFile())
+        std::ofstream(alignedFieldOfViewFile())
             << std::string_view(digits.data(), static_cast<std::size_t>(end.ptr - digits.data()))
             << '\n';
         return;
@@ -132,7 +133,7 @@ void AlignmentRun::State::tellFieldOfView() const {
 Image AlignmentRun::State::load(const fs::path& file, int n) {
     const auto written = writingOf(file);
     if (!written || written == before.at(static_cast<std::size_t>(n))) {
-        Log("The alignment tool did not write " + file.native());
+        logLine("The alignment tool did not write " + file.native());
         return {};
     }
     const fs::path scratch = newScratchPath(".tif");
@@ -146,21 +147,22 @@ bool AlignmentRun::reassign(const std::function<void(int)>& nowLoading) {
     // No preview may find some cells aligned and others not.
     const PreviewTurn turn;
     int number = 0;
-    for (auto& [cell, held] : state_->inputs) {
+    for (auto& [shot, held] : state_->inputs) {
         nowLoading(++number);
-        const fs::path file = GetURLToAlignedImage(cell->cellNum());
-        Log(file.filename().native());
-        if (!cell->replaceImageFile(held, file)) continue;
-        Log("Loading aligned .tif file...");
-        Image image = state_->load(file, cell->cellNum());
+        const fs::path file = alignedImageFile(shot->number());
+        logLine(file.filename().native());
+        if (!shot->replaceImageFile(held, file)) continue;
+        logLine("Loading aligned .tif file...");
+        Image image = state_->load(file, shot->number());
         if (image.isNull()) return false;
         image.setSize({gImageWidth, gImageHeight});
-        if (!cell->replaceImage(held, image)) continue;
-        cell->createScaledSourceForPreview();
+        if (!shot->replaceImage(held, image)) continue;
+        makeScaledCopy(*shot);
         performOnMainThread(
-            [shown = cell] {
+            [number = static_cast<std::size_t>(shot->number())] {
+                SourceCellViewController& cell = *gSourceCells.at(number);
                 // It may have been emptied a moment ago.
-                if (!shown->theImage().isNull()) shown->updateViewWithImageOnMainThread();
+                if (!cell.theImage().isNull()) cell.updateViewWithImageOnMainThread();
             },
             Wait::yes);
     }

@@ -17,7 +17,7 @@ class AlignmentRun {
     AlignmentRun(const AlignmentRun&) = delete;
     AlignmentRun& operator=(const AlignmentRun&) = delete;
 
-    [[nodiscard]] int shots() const;
+    [[nodiscard]] int shotCount() const;
 
     // Appends the inputs in cell order, each behind one blank. False when they do not fit into a
     // command line.

@@ -3,18 +3,19 @@
 #include <QApplication>
 #include <QScreen>
 #include <atomic>
-#include <mutex>
 
 #include "align/AlignCommand.h"
 #include "align/AlignmentRun.h"
-#include "app/Services.h"
-#include "app/SharedState.h"
-#include "fusion/WorkingFiles.h"
+#include "platform/FixedTexts.h"
 #include "platform/Log.h"
 #include "platform/Shell.h"
 #include "platform/Threads.h"
 #include "preview/PreviewWindow.h"
 #include "sources/SourcesWindow.h"
+#include "stack/Alerts.h"
+#include "stack/SharedState.h"
+#include "stack/Turns.h"
+#include "stack/WorkingFiles.h"
 #include "ui_AutoAlignProgress.h"
 
 namespace lumaweave {
@@ -34,29 +35,6 @@ void noteWorkers(int change) {
         },
         Wait::no);
 }
-
-// One alignment's turn with the tool and its files. Waited for, and held across hand-offs, by
-// workers alone: the main thread never takes one.
-class AlignmentTurn {
-  public:
-    AlignmentTurn() {
-        while (taken.exchange(true))
-            taken.wait(true);
-    }
-    ~AlignmentTurn() {
-        taken = false;
-        taken.notify_one();
-    }
-    AlignmentTurn(const AlignmentTurn&) = delete;
-    AlignmentTurn& operator=(const AlignmentTurn&) = delete;
-
-    [[nodiscard]] static bool isTaken() { return taken; }
-
-  private:
-    static std::atomic<bool> taken;
-};
-
-std::atomic<bool> AlignmentTurn::taken = false;
 
 // Below the other window, or above it where the screen ends, so that it covers nothing of it.
 void moveBelow(QWidget& window, const QWidget& other) {
@@ -141,36 +119,34 @@ void AutoAlignProgressDialog::say(const QString& text) {
 
 std::optional<std::string> AutoAlignProgressDialog::createAlignImageStackCommandString(
     const fs::path& prefix) const {
-    const auto executable = AlignTool();
+    const auto executable = alignTool();
     if (!executable) {
-        DoAlert(
-            "-createAlignImageStackCommandString: cannot locate the align_image_stack "
-            "application!");
+        DoAlert(fixed_texts::noAlignmentTool);
         return std::nullopt;
     }
-    return AlignCommandText(*executable, prefix, CurrentAlignSettings());
+    return alignCommandText(*executable, prefix, currentAlignSettings());
 }
 
 void AutoAlignProgressDialog::doAutoAlignOnThread() {
-    if (AlignmentTurn::isTaken()) say(tr("Waiting for the alignment that still runs…"));
+    if (alignmentTaken) say(tr("Waiting for the alignment that still runs…"));
     {
-        const AlignmentTurn turn;
+        const Turn turn(alignmentTaken);
         AlignmentRun run;
-        auto command = createAlignImageStackCommandString(AlignedImagePrefix());
+        auto command = createAlignImageStackCommandString(alignedImagePrefix());
         if (command && !run.appendInputs(*command)) {
-            AlertCommandLineTooLong();
+            alertCommandLineTooLong();
             command.reset();
         }
         if (command) {
-            say(tr("Finding matching points and aligning %1 shots…").arg(run.shots()));
+            say(tr("Finding matching points and aligning %1 shots…").arg(run.shotCount()));
             run.prepare();
-            PrintLine(*command);
-            RunShellLine(*command);
-            Log("reassigning aligned imags to souce cells...");
+            printLine(*command);
+            runShellLine(*command);
+            logLine(fixed_texts::reassigningAligned);
             const bool loaded = run.reassign([this, &run](int number) {
-                say(tr("Loading aligned shot %1 of %2…").arg(number).arg(run.shots()));
+                say(tr("Loading aligned shot %1 of %2…").arg(number).arg(run.shotCount()));
             });
-            if (!loaded) DoAlert("-doAutoAlignOnThread : error loading image file!");
+            if (!loaded) DoAlert(fixed_texts::alignedImageUnreadable);
             if (run.workingFolderFailed()) alertWorkingFolderUnwritable();
             performOnMainThread([this] { endDialogOnMainThread(); }, Wait::yes);
         } else {
@@ -182,7 +158,7 @@ void AutoAlignProgressDialog::doAutoAlignOnThread() {
 
 void AutoAlignProgressDialog::endDialogOnMainThread() {
     abort();
-    Log("auto align complete, now re-enfuse everything...");
+    logLine("auto align complete, now re-enfuse everything...");
     if (gNumSourceImages >= 2) {
         performInBackground([] { gPreviewWindow->doEnfusePreviewOnThread(); });
     }

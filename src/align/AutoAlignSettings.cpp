@@ -2,10 +2,11 @@
 
 #include <limits>
 
+#include "align/AlignSettings.h"
 #include "align/AutoAlignProgress.h"
-#include "app/Preferences.h"
-#include "app/SharedState.h"
+#include "settings/Preferences.h"
 #include "sources/SourcesWindow.h"
+#include "stack/SharedState.h"
 #include "ui_AutoAlignSettingsDialog.h"
 
 namespace lumaweave {

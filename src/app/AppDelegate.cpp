@@ -6,17 +6,19 @@
 #include <QMessageBox>
 #include <QPushButton>
 
-#include "app/FeedDownload.h"
-#include "app/Preferences.h"
-#include "app/Services.h"
-#include "app/SharedState.h"
-#include "batch/BatchActivity.h"
 #include "batch/BatchSettings.h"
+#include "platform/FixedTexts.h"
 #include "platform/Log.h"
 #include "platform/Threads.h"
 #include "preview/PreviewWindow.h"
+#include "settings/Preferences.h"
+#include "stack/Alerts.h"
+#include "stack/SharedState.h"
+#include "update/FeedDownload.h"
 
 namespace lumaweave {
+
+AppDelegate* gAppDelegate = nullptr;
 
 namespace {
 
@@ -38,18 +40,22 @@ void showPlainText(QMessageBox& alert) {
 }  // namespace
 
 AppDelegate::~AppDelegate() {
-    if (gAppDelegate == this) gAppDelegate = nullptr;
+    if (gAppDelegate == this) stopPresentingAlerts();
 }
 
 void AppDelegate::applicationDidFinishLaunching() {
     gAppDelegate = this;
+    setAlertPresenter([this](const std::string& message) { doAlert(message); });
     doVersionCheck();
 }
 
+void AppDelegate::stopPresentingAlerts() {
+    setAlertPresenter({});
+    gAppDelegate = nullptr;
+}
+
 void AppDelegate::doBatchAction() {
-    if (BatchActivity::isRunning()) return;
-    BatchSettingsDialog dialog;
-    dialog.init();
+    fuseFolder();
 }
 
 void AppDelegate::doAlert(const std::string& message) {
@@ -60,14 +66,14 @@ void AppDelegate::doAlert(const std::string& message) {
     alert.setText(QString::fromStdString(message));
     alert.setStandardButtons(QMessageBox::Ok);
     alert.exec();
-    Log(FormatWithoutArguments(message));
+    logLine(formatWithoutArguments(message));
 }
 
 void AppDelegate::doVersionCheck() {
-    const QString host = WebHost();
+    const QString host = webHost();
     if (host.isEmpty()) return;
-    const auto feed = FetchFeed(UpdateFeedUrl(host), longestWait_);
-    if (!feed || !FeedParser(*feed).parse(*this)) Log("doVersionCheck: parser error");
+    const auto feed = fetchFeed(updateFeedUrl(host), longestWait_);
+    if (!feed || !FeedParser(*feed).parse(*this)) logLine(fixed_texts::feedUnreadable);
 }
 
 void AppDelegate::didStartDocument() {
@@ -91,7 +97,7 @@ void AppDelegate::didEndElement(const QString& name) {
     if (name == "message") {
         message_ = currentXMLString_;
     } else if (name == "messageNum") {
-        messageNum_ = LeadingInteger(currentXMLString_.value_or(QString()));
+        messageNum_ = leadingInteger(currentXMLString_.value_or(QString()));
     } else if (name == "latestVersion" && currentXMLString_ &&
                CompareVersions(*currentXMLString_, QApplication::applicationVersion()) == 1) {
         performInBackground(
@@ -109,7 +115,7 @@ void AppDelegate::didEndDocument() {
     gBestMessageNum = messageNum_;
     // Before the alert: a message that was on the screen does not come again.
     SavePrefs();
-    DoAlert(ShortenedForAlert(*message_).toStdString());
+    DoAlert(shortenedForAlert(*message_).toStdString());
 }
 
 void AppDelegate::doVersionNotificationOnMainThread(const QString& version) {
@@ -128,14 +134,14 @@ void AppDelegate::offerVersion(const QString& version) {
     alert.setText("A new version of Lumaweave is available");
     // The version is taken as a format without arguments, as the log takes messages.
     alert.setInformativeText(
-        QString::fromStdString(FormatWithoutArguments(ShortenedForAlert(version).toStdString())));
+        QString::fromStdString(formatWithoutArguments(shortenedForAlert(version).toStdString())));
     showPlainText(alert);
     QPushButton* ok = alert.addButton(QMessageBox::Ok);
     const QPushButton* get = alert.addButton("Get New Version", QMessageBox::ActionRole);
     alert.setDefaultButton(ok);
     alert.setEscapeButton(ok);
     alert.exec();
-    if (alert.clickedButton() == get) QDesktopServices::openUrl(ProductPageUrl(WebHost()));
+    if (alert.clickedButton() == get) QDesktopServices::openUrl(productPageUrl(webHost()));
 }
 
 }  // namespace lumaweave

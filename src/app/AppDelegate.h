@@ -5,9 +5,14 @@
 #include <optional>
 #include <string>
 
-#include "app/UpdateCheck.h"
+#include "update/UpdateCheck.h"
 
 namespace lumaweave {
+
+class AppDelegate;
+
+// The running program's; null before it has finished launching and while it quits. Main thread.
+extern AppDelegate* gAppDelegate;
 
 // Stands for the running program: the target of alerts, and the one who reads the update feed. Made
 // by main() and alive until the event loop has ended. Main thread, but for what says otherwise.
@@ -21,6 +26,10 @@ class AppDelegate final : public FeedParserDelegate {
     // The windows stand on the screen and the event loop runs: from here on alerts are shown. Then
     // checks for updates.
     void applicationDidFinishLaunching();
+
+    // From here on alerts only go to the log: nobody is there to close them. Does nothing before
+    // applicationDidFinishLaunching.
+    static void stopPresentingAlerts();
 
     // Fuses a folder of brackets: asks for the settings and the folder, and returns when the batch
     // has ended or was cancelled. Nothing happens while a batch still runs.

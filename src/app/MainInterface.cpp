@@ -20,12 +20,11 @@
 #include <QTimer>
 
 #include "app/AppDelegate.h"
-#include "app/SharedState.h"
-#include "batch/BatchActivity.h"
-#include "fusion/EnfuseSettingsWindow.h"
-#include "imaging/PhotoFormat.h"
+#include "imaging/formats/PhotoFormat.h"
 #include "preview/PreviewWindow.h"
+#include "settings/EnfuseSettingsWindow.h"
 #include "sources/SourcesWindow.h"
+#include "stack/BatchActivity.h"
 
 namespace lumaweave {
 
@@ -224,15 +223,12 @@ void MainInterface::makeStatusLine() {
             &MainInterface::showBatchActivity);
 }
 
-// While a batch uses the cells nobody else may change them.
+// While a batch uses the cells nobody else may change them; the windows see to their own commands.
 void MainInterface::showBatchActivity() {
     const BatchActivity::Phase phase = BatchActivity::instance().phase();
     const bool running = phase != BatchActivity::Phase::none;
-    sources_->setEnabled(!running);
     for (QAction* action : refusedDuringBatch_)
         action->setEnabled(!running);
-    sources_->updateAlignCommand();
-    preview_->updateFuseCommand();
     if (phase == BatchActivity::Phase::finishing) {
         statusBar()->showMessage(
             tr("The batch was canceled. Its current set is still being finished…"));

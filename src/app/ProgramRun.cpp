@@ -1,6 +1,5 @@
 #include "app/ProgramRun.h"
 
-#include <malloc.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
@@ -13,8 +12,9 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "app/SharedState.h"
+#include "app/AppDelegate.h"
 #include "platform/Log.h"
+#include "platform/Memory.h"
 #include "platform/Resources.h"
 #include "platform/Shell.h"
 #include "platform/Threads.h"
@@ -27,15 +27,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Picture buffers go back to the system when they are freed, instead of keeping the heap as large
-// as it ever was.
-void keepHeapSmall() {
-    constexpr int largestKept = 256 * 1024;
-    mallopt(M_MMAP_THRESHOLD, largestKept);
-    mallopt(M_TRIM_THRESHOLD, 2 * largestKept);
-    mallopt(M_ARENA_MAX, 2);
-}
-
 int quitDescriptor = -1;
 
 extern "C" void askToQuit(int) {
@@ -43,8 +34,8 @@ extern "C" void askToQuit(int) {
     [[maybe_unused]] const auto written = write(quitDescriptor, &one, sizeof one);
 }
 
-// Logging out, Ctrl-C in the terminal and kill end the program as its window's close button does:
-// the tools are ended and the working folder goes.
+}  // namespace
+
 void quitOnSignals() {
     quitDescriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     auto* notifier =
@@ -70,8 +61,6 @@ void quitOnSignals() {
         sigaction(signal, &action, nullptr);
 }
 
-}  // namespace
-
 ProgramRun::ProgramRun() {
     keepHeapSmall();
     QApplication::setOrganizationName("Lumaweave");
@@ -86,14 +75,13 @@ ProgramRun::ProgramRun() {
 }
 
 void ProgramRun::finish() {
-    // Nobody is there to close an alert any more: from here on they go to the log.
-    gAppDelegate = nullptr;
-    RefuseShellLines();
+    AppDelegate::stopPresentingAlerts();
+    refuseShellLines();
     if (finishBackgroundTasks(3s)) return;
-    Log("Ending the fusion that still runs");
-    EndRunningShellLines();
+    logLine("Ending the fusion that still runs");
+    endRunningShellLines();
     if (finishBackgroundTasks(5s)) return;
-    Log("A task does not end");
+    logLine("A task does not end");
     removeWorkingFolder();
     std::_Exit(EXIT_FAILURE);
 }

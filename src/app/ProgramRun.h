@@ -4,6 +4,10 @@ class QApplication;
 
 namespace lumaweave {
 
+// Logging out, Ctrl-C in the terminal and kill (SIGTERM, SIGINT, SIGHUP) end the program from now on
+// as its window's close button does: the tools are ended and the working folder goes. Main thread.
+void quitOnSignals();
+
 // What a run of the program needs around its windows, in the order of its life: names for the
 // settings file, the main thread's queue, the working folder, a clean end when the system or the
 // terminal asks for one, and at the end the bounded wait for what still runs. Made once, after the

@@ -7,7 +7,7 @@
 #include "app/DisplayProfile.h"
 #include "app/MainInterface.h"
 #include "app/ProgramRun.h"
-#include "imaging/ScreenImage.h"
+#include "imaging/picture/ScreenImage.h"
 #include "widgets/FirstPaint.h"
 
 int main(int argc, char** argv) {

@@ -7,8 +7,7 @@
 #include <cmath>
 #include <utility>
 
-#include "app/Services.h"
-#include "platform/Shell.h"
+#include "platform/ShellQuoting.h"
 
 namespace lumaweave {
 
@@ -56,17 +55,17 @@ std::string batchResultName(const fs::path& lastFile) {
 std::optional<std::string> batchObjection(const fs::path& batchFolder,
                                           const std::vector<fs::path>& files) {
     const fs::path folder = batchResultFolder(batchFolder);
-    if (const char active = ShellActiveCharacter(folder.native()); active != '\0') {
+    if (const char active = shellActiveCharacter(folder.native()); active != '\0') {
         return "The batch was not started: the path of the folder \"" + batchFolder.native() +
-               "\" holds " + NameOfShellCharacter(active) + ".  Please rename it.";
+               "\" holds " + nameOfShellCharacter(active) + ".  Please rename it.";
     }
     for (const fs::path& file : files) {
         const std::string name = batchResultName(file);
-        if (const char active = ShellActiveCharacter(name); active != '\0') {
+        if (const char active = shellActiveCharacter(name); active != '\0') {
             return "The batch was not started: the name of the file \"" + file.filename().native() +
-                   "\" holds " + NameOfShellCharacter(active) + ".  Please rename it.";
+                   "\" holds " + nameOfShellCharacter(active) + ".  Please rename it.";
         }
-        if (!CanBeQuoted(folder / name)) {
+        if (!canBeQuoted(folder / name)) {
             return tooLong("the path of the file \"" + file.filename().native() + "\"");
         }
     }

@@ -1,26 +1,22 @@
 #include "batch/BatchProgress.h"
 
 #include <QApplication>
-#include <QFile>
 #include <algorithm>
+#include <functional>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include "align/AutoAlignProgress.h"
-#include "app/Services.h"
-#include "app/SharedState.h"
-#include "batch/BatchActivity.h"
 #include "batch/BatchPlan.h"
-#include "batch/EarlierResult.h"
-#include "fusion/Enfuse.h"
-#include "fusion/WorkingFiles.h"
-#include "imaging/ImageDecoder.h"
+#include "batch/BatchRun.h"
+#include "batch/BatchState.h"
 #include "platform/Log.h"
 #include "platform/Threads.h"
-#include "preview/PreviewWindow.h"
-#include "sources/DecodedShot.h"
-#include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
+#include "stack/Alerts.h"
+#include "stack/BatchActivity.h"
+#include "stack/SharedState.h"
 #include "ui_BatchProgressDialog.h"
 
 namespace lumaweave {
@@ -31,10 +27,6 @@ namespace {
 
 constexpr int millisecondsBetweenTimes = 1000;
 constexpr double millisecondsInSecond = 1000;
-
-QString nameOf(const fs::path& file) {
-    return QFile::decodeName(file.filename().c_str());
-}
 
 }  // namespace
 
@@ -84,9 +76,9 @@ bool BatchProgressDialog::buildSourceFileList() {
          entry.increment(error))
         names.push_back(entry->path().filename().native());
     if (error || names.empty()) return false;
-    Log("Contents of Folder = " + listForLog(names));
+    logLine("Contents of Folder = " + listForLog(names));
     names = sortedForBatch(std::move(names));
-    Log("Sorted Contents of Folder = " + listForLog(names));
+    logLine("Sorted Contents of Folder = " + listForLog(names));
     for (const std::string& name : names) {
         if (isHiddenName(name)) continue;
         const fs::path path = gBatchFolderPath / name;
@@ -94,7 +86,7 @@ bool BatchProgressDialog::buildSourceFileList() {
         if (!fs::exists(status) || fs::is_directory(status)) continue;
         gBatchList->push_back(path);
         ++gNumFilesInBatchFolder;
-        Log(path.native());
+        logLine(path.native());
     }
     if (gNumFilesInBatchFolder < 2) return false;
     gNumBatchSets = gNumFilesInBatchFolder / gNumImagesInBatchSet;
@@ -183,135 +175,19 @@ void BatchProgressDialog::reject() {
     doCancelAction(this);
 }
 
-void BatchProgressDialog::say(const QString& text) {
-    performOnMainThread([self = shared_from_this(), text] { self->fileField()->setText(text); },
-                        Wait::no);
-}
-
-void BatchProgressDialog::bump() {
-    performOnMainThread([this] { bumpProgressBarOnMainThread(); }, Wait::yes);
-}
-
 void BatchProgressDialog::doBatchingOnThread() {
-    // One whose sheet was cancelled still changes the cells.
-    if (AutoAlignProgressDialog::isAlignmentRunning()) {
-        say(tr("Waiting for the alignment that still runs…"));
-        AutoAlignProgressDialog::waitUntilNoneRuns();
-    }
-    // Told again in every batch.
-    noteWorkingFolderWritten();
-    EarlierResult::recover(destFolderPath_);
-    runSets();
-    ahead_.reset();
-    performOnMainThread([this] { endDialogOnMainThread(); }, Wait::yes);
-}
-
-void BatchProgressDialog::runSets() {
-    for (int number = 1;; ++number) {
-        clearCells();
-        if (position_ < gBatchList->size()) {
-            performOnMainThread([this, number] { showSet(number); }, Wait::yes);
-        }
-        const Filling filling = fillSet();
-        ahead_.reset();
-        if (filling == Filling::tooMany) DoAlert("Too many images in Batch set!");
-        if (filling == Filling::listUsedUp && assigned_ > 0) {
-            DoAlert(
-                "During the batch a mismatch was found between the number of image files available "
-                "and the number of shots per bracket set that you entered.  In other words, more "
-                "images were expected, but not found.");
-        }
-        if (filling != Filling::complete) return;
-        bump();
-        if (gCancelBatch) return;
-        if (gAutoAlignDuringBatch) alignSet();
-        fuseSet();
-        bump();
-    }
-}
-
-void BatchProgressDialog::clearCells() {
-    performOnMainThread([] { gSourcesWindow->clearAllCellsAction(nullptr); }, Wait::yes);
-}
-
-BatchProgressDialog::Filling BatchProgressDialog::fillSet() {
-    for (assigned_ = 0; assigned_ < gNumImagesInBatchSet; ++assigned_) {
-        if (gCancelBatch) return Filling::cancelled;
-        const int cell = FindFreeSourceImageCell();
-        if (cell < 0) return Filling::tooMany;
-        const int wanted = std::min(gNumImagesInBatchSet - assigned_, sourceCellCount - cell);
-        const Filling filling = assignNextFile(cell, wanted);
-        if (filling != Filling::complete) return filling;
-    }
-    return Filling::complete;
-}
-
-void BatchProgressDialog::decodeAhead(int files) {
-    ahead_.reset();
-    aheadBegin_ = position_;
-    aheadEnd_ = std::min(position_ + static_cast<std::size_t>(files), gBatchList->size());
-    const auto first = gBatchList->begin();
-    ahead_ = std::make_unique<DecodeAhead>(
-        std::vector<fs::path>(first + static_cast<std::ptrdiff_t>(aheadBegin_),
-                              first + static_cast<std::ptrdiff_t>(aheadEnd_)),
-        gPreviewWindow->enfusedViewSize());
-}
-
-// Takes files from the list until one fills the cell. `wanted`: how many files this cell and those
-// after it ask for, which are decoded ahead together.
-BatchProgressDialog::Filling BatchProgressDialog::assignNextFile(int cell, int wanted) {
-    while (position_ < gBatchList->size()) {
-        if (!ahead_ || position_ >= aheadEnd_) decodeAhead(wanted);
-        const std::size_t index = position_++;
-        const fs::path& file = (*gBatchList)[index];
-        say(tr("Loading %1…").arg(nameOf(file)));
-        DecodedShot shot = ahead_->take(index - aheadBegin_);
-        if (file.empty()) {
-            Log("gBatchList objectAtIndex:i returned nil!");
-            continue;
-        }
-        const bool noRoom = shot.failure() == DecodeFailure::workingFolder;
-        if (gSourceCells.at(static_cast<std::size_t>(cell))
-                ->assignFileToCell(file, std::move(shot))) {
-            lastAssigned_ = file;
-            return Filling::complete;
-        }
-        Log("The file at path " + file.native() + " could not be assigned by Lumaweave!");
-        // The file is good: without it the set would be made up of shots of two brackets.
-        if (noRoom) return Filling::noRoom;
-    }
-    return Filling::listUsedUp;
-}
-
-void BatchProgressDialog::alignSet() {
-    Log("doing auto-align...");
-    say(tr("Aligning the shots up to %1…").arg(nameOf(lastAssigned_)));
-    AutoAlignProgressDialog::init();
-    // Its own cancel leaves it at work on the cells.
-    AutoAlignProgressDialog::waitUntilNoneRuns();
-    bump();
-}
-
-// The tool's exit status says nothing: a set counts when its file can be read from first pixel to
-// last.
-void BatchProgressDialog::fuseSet() {
-    Log("Enfuse a Batch Set...");
-    gEnfuseSavePath = destFolderPath_ / batchResultName(lastAssigned_);
-    say(tr("Fusing %1…").arg(nameOf(gEnfuseSavePath)));
-    EarlierResult earlier(gEnfuseSavePath);
-    bool good = false;
-    if (earlier.isSafe()) {
-        EnfuseFullRez();
-        good = isWhollyDecodable(gEnfuseSavePath);
-    }
-    Log("Batch Set Enfused.");
-    if (good) {
-        earlier.discard();
-        return;
-    }
-    if (earlier.isSafe()) earlier.restore();
-    Log("The set up to " + lastAssigned_.filename().native() + " could not be fused into " +
-        gEnfuseSavePath.native());
+    const auto self = shared_from_this();
+    const auto onMainThread = [](const std::function<void()>& task) {
+        performOnMainThread(task, Wait::yes);
+    };
+    BatchRun::Listener listener;
+    listener.setBegins = [=](int number) { onMainThread([=] { self->showSet(number); }); };
+    listener.doing = [self](const QString& text) {
+        performOnMainThread([self, text] { self->fileField()->setText(text); }, Wait::no);
+    };
+    listener.stepDone = [=] { onMainThread([=] { self->bumpProgressBarOnMainThread(); }); };
+    BatchRun(destFolderPath_, std::move(listener)).run();
+    onMainThread([self] { self->endDialogOnMainThread(); });
 }
 
 }  // namespace lumaweave

@@ -18,10 +18,8 @@ class BatchProgressDialog;
 
 namespace lumaweave {
 
-class DecodeAhead;
-
-// A batch: the sheet that stands while it runs, and its worker, which loads, aligns and fuses one
-// set after another. The sheet belongs to the main thread; the worker shares it.
+// The sheet that stands while a batch runs (BatchRun). It belongs to the main thread; the worker
+// shares it.
 class BatchProgressDialog : public Sheet, public std::enable_shared_from_this<BatchProgressDialog> {
     Q_OBJECT
 
@@ -58,26 +56,11 @@ class BatchProgressDialog : public Sheet, public std::enable_shared_from_this<Ba
     void reject() override;
 
   private:
-    // How the filling of a set ended. noRoom: the working folder took no more, which the person has
-    // been told.
-    enum class Filling { complete, cancelled, tooMany, listUsedUp, noRoom };
-
     BatchProgressDialog();
     // Shows the sheet and runs it until the end or a cancel. Main thread.
     void runBatch();
     void showTime();
     void showSet(int number);
-
-    // The worker's own. Background thread.
-    void runSets();
-    void clearCells();
-    [[nodiscard]] Filling fillSet();
-    [[nodiscard]] Filling assignNextFile(int cell, int wanted);
-    void decodeAhead(int files);
-    void alignSet();
-    void fuseSet();
-    void say(const QString& text);
-    void bump();
 
     std::unique_ptr<Ui::BatchProgressDialog> layout_;
     QWidget* theWindow_ = nullptr;
@@ -89,14 +72,6 @@ class BatchProgressDialog : public Sheet, public std::enable_shared_from_this<Ba
     int set_ = 0;
     bool ended_ = false;     // the worker has handed over its end
     bool detached_ = false;  // cancelled: the sheet has gone, the worker has not
-
-    // The worker's running state.
-    std::size_t position_ = 0;
-    int assigned_ = 0;
-    std::filesystem::path lastAssigned_;
-    std::unique_ptr<DecodeAhead> ahead_;
-    std::size_t aheadBegin_ = 0;
-    std::size_t aheadEnd_ = 0;
 };
 
 }  // namespace lumaweave

@@ -7,9 +7,11 @@
 #include <QStandardPaths>
 #include <utility>
 
-#include "app/SharedState.h"
 #include "batch/BatchProgress.h"
+#include "batch/BatchState.h"
 #include "sources/SourcesWindow.h"
+#include "stack/BatchActivity.h"
+#include "stack/SharedState.h"
 #include "ui_BatchSettingsDialog.h"
 
 namespace lumaweave {
@@ -42,8 +44,14 @@ std::vector<fs::path> chooseWithPanel() {
 
 }  // namespace
 
-void SetBatchFolderChooser(BatchFolderChooser chooser) {
+void setBatchFolderChooser(BatchFolderChooser chooser) {
     batchFolderChooser = std::move(chooser);
+}
+
+void fuseFolder() {
+    if (BatchActivity::isRunning()) return;
+    BatchSettingsDialog dialog;
+    dialog.init();
 }
 
 BatchSettingsDialog::BatchSettingsDialog() : layout_(std::make_unique<Ui::BatchSettingsDialog>()) {

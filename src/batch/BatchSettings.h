@@ -48,9 +48,12 @@ class BatchSettingsDialog : public Sheet {
     QWidget* theWindow_ = nullptr;
 };
 
+// Runs the dialog and what follows from it; nothing while a batch still runs. Main thread.
+void fuseFolder();
+
 // The folder chooser's part: gives the chosen paths, none for cancel. Tests put their own in its
 // place; an empty function restores the panel. Main thread.
 using BatchFolderChooser = std::function<std::vector<std::filesystem::path>()>;
-void SetBatchFolderChooser(BatchFolderChooser chooser);
+void setBatchFolderChooser(BatchFolderChooser chooser);
 
 }  // namespace lumaweave

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "imaging/ImageDecoder.h"
+#include "imaging/decoding/ImageDecoder.h"
 #include "platform/Log.h"
 
 namespace lumaweave {
@@ -51,7 +51,8 @@ EarlierResult::EarlierResult(fs::path result)
     kept_ = !error;
     safe_ = kept_;
     if (error) {
-        Log("The earlier result cannot be put aside: " + result_.native() + ": " + error.message());
+        logLine("The earlier result cannot be put aside: " + result_.native() + ": " +
+                error.message());
     }
 }
 
@@ -68,7 +69,8 @@ void EarlierResult::restore() {
     if (isFile(result_)) fs::remove(result_, error);
     if (!kept_) return;
     fs::rename(aside_, result_, error);
-    if (error) Log("The earlier result is still at " + aside_.native() + ": " + error.message());
+    if (error)
+        logLine("The earlier result is still at " + aside_.native() + ": " + error.message());
     removeFolder(aside_.parent_path());
 }
 
@@ -83,7 +85,7 @@ void EarlierResult::recover(const fs::path& resultFolder) {
         if (isWhollyDecodable(result)) {
             fs::remove(earlier, error);
         } else {
-            Log("An earlier result is put back: " + result.native());
+            logLine("An earlier result is put back: " + result.native());
             fs::rename(earlier, result, error);
         }
     }

@@ -7,10 +7,10 @@
 #include <string_view>
 #include <system_error>
 
-#include "imaging/ColourProfile.h"
-#include "imaging/Conversion.h"
-#include "imaging/ImageDecoder.h"
-#include "imaging/TiffFile.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "imaging/picture/ColourProfile.h"
+#include "imaging/tiff/Conversion.h"
+#include "imaging/tiff/TiffFile.h"
 #include "platform/Log.h"
 #include "platform/WorkingFolder.h"
 
@@ -85,7 +85,7 @@ AlikeInputs::AlikeInputs(const std::vector<RunInput>& inputs) {
                     return;
                 }
             } catch (const std::bad_alloc&) {
-                Log("Too little memory to convert " + file.native());
+                logLine("Too little memory to convert " + file.native());
             }
             complete_ = false;
         };

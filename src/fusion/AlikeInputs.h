@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "imaging/Image.h"
+#include "imaging/picture/Image.h"
 
 namespace lumaweave {
 

@@ -2,28 +2,29 @@
 
 #include <QCheckBox>
 #include <QImage>
-#include <atomic>
-#include <condition_variable>
 #include <filesystem>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "app/Services.h"
-#include "app/SharedState.h"
 #include "fusion/AlikeInputs.h"
 #include "fusion/EnfuseCommand.h"
-#include "fusion/EnfuseSettingsWindow.h"
 #include "fusion/ExifCarryOver.h"
-#include "fusion/WorkingFiles.h"
-#include "imaging/ImageDecoder.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "platform/FixedTexts.h"
 #include "platform/Log.h"
 #include "platform/Shell.h"
+#include "platform/ShellQuoting.h"
 #include "platform/Threads.h"
 #include "preview/PreviewWindow.h"
-#include "sources/SourceCellViewController.h"
+#include "settings/EnfuseSettingsWindow.h"
+#include "settings/FusionSettings.h"
+#include "stack/Alerts.h"
+#include "stack/SharedState.h"
+#include "stack/Shot.h"
+#include "stack/Turns.h"
+#include "stack/WorkingFiles.h"
 #include "widgets/ImageView.h"
 
 namespace lumaweave {
@@ -32,30 +33,30 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// What a cell gives to a run; without a file when it takes no part.
-using InputOfCell = std::function<RunInput(const SourceCellViewController&)>;
+// What a shot gives to a run; without a file when it takes no part.
+using InputOfShot = std::function<RunInput(const Shot&)>;
 
-RunInput previewInput(const SourceCellViewController& cell) {
-    if (cell.urlToScaledSourceFile().empty() || !cell.enabled()) return {};
-    return {GetURLToScaledSourceFile(cell.cellNum()), {}};
+RunInput previewInput(const Shot& shot) {
+    if (shot.scaledFile().empty() || !shot.isEnabled()) return {};
+    return {GetURLToScaledSourceFile(shot.number()), {}};
 }
 
-RunInput detailInput(const SourceCellViewController& cell) {
-    if (cell.urlToDetailImageFile().empty() || !cell.enabled()) return {};
-    return {GetURLToDetailImageFile(cell.cellNum()), {}};
+RunInput detailInput(const Shot& shot) {
+    if (shot.detailFile().empty() || !shot.isEnabled()) return {};
+    return {GetURLToDetailImageFile(shot.number()), {}};
 }
 
-RunInput fullSizeInput(const SourceCellViewController& cell) {
-    if (!cell.enabled()) return {};
-    const SourceCellViewController::Holding held = cell.holding();
-    return {held.urlToImageFile, held.theImage};
+RunInput fullSizeInput(const Shot& shot) {
+    if (!shot.isEnabled()) return {};
+    const Shot::Holding held = shot.holding();
+    return {held.imageFile, held.image};
 }
 
-// Of the cells that take part, in cell order.
-std::vector<RunInput> collectInputs(const InputOfCell& inputOfCell) {
+// Of the shots that take part, in cell order.
+std::vector<RunInput> collectInputs(const InputOfShot& inputOfShot) {
     std::vector<RunInput> inputs;
-    for (const SourceCellViewController* cell : gSourceCells) {
-        RunInput input = inputOfCell(*cell);
+    for (const Shot* shot : shots()) {
+        RunInput input = inputOfShot(*shot);
         if (!input.file.empty()) inputs.push_back(std::move(input));
     }
     return inputs;
@@ -71,9 +72,9 @@ std::vector<fs::path> filesOf(const std::vector<RunInput>& inputs) {
 // False when the line cannot be run because its paths are too long.
 bool appendInputs(std::string& command, const std::vector<fs::path>& files) {
     for (const fs::path& file : files) {
-        if (!CanBeQuoted(file)) return false;
+        if (!canBeQuoted(file)) return false;
         command += ' ';
-        AppendQuotedPath(command, file);
+        appendQuotedPath(command, file);
     }
     return files.size() < 2 || command.size() <= longestCommandLine;
 }
@@ -85,13 +86,13 @@ struct Run {
 };
 
 // None when there is nothing to run or it cannot be run, which the person has then been told.
-std::optional<Run> prepareRun(const fs::path& output, const InputOfCell& inputOfCell) {
+std::optional<Run> prepareRun(const fs::path& output, const InputOfShot& inputOfShot) {
     const auto command = CreateEnfuseCommandString(output);
     if (!command) return std::nullopt;
-    Run run = {*command, collectInputs(inputOfCell), requestedType(*command)};
+    Run run = {*command, collectInputs(inputOfShot), requestedType(*command)};
     std::string line = run.command;
     const bool fits = appendInputs(line, filesOf(run.inputs));
-    if (!fits) AlertCommandLineTooLong();
+    if (!fits) alertCommandLineTooLong();
     if (!fits || run.inputs.size() < 2) return std::nullopt;
     return run;
 }
@@ -101,7 +102,7 @@ enum class Obstacle { none, noRoomForCopies, lineTooLong };
 
 void tell(Obstacle obstacle) {
     if (obstacle == Obstacle::noRoomForCopies) alertWorkingFolderUnwritable();
-    if (obstacle == Obstacle::lineTooLong) AlertCommandLineTooLong();
+    if (obstacle == Obstacle::lineTooLong) alertCommandLineTooLong();
 }
 
 [[nodiscard]] Obstacle echoAndRun(const Run& run, const fs::path& output) {
@@ -109,14 +110,14 @@ void tell(Obstacle obstacle) {
     if (!alike.areComplete()) return Obstacle::noRoomForCopies;
     std::string line = run.command;
     if (!appendInputs(line, alike.files())) return Obstacle::lineTooLong;
-    PrintLine(FormatWithoutArguments(line));
+    printLine(formatWithoutArguments(line));
     if (alike.type() != SampleType::float32 || run.type == SampleType::float32) {
-        RunShellLine(line);
+        runShellLine(line);
         return Obstacle::none;
     }
     std::error_code none;
     const fs::file_time_type before = fs::last_write_time(output, none);
-    RunShellLine(inFloats(line));
+    runShellLine(inFloats(line));
     // A file that the tool has not touched is none of its results.
     if (fs::last_write_time(output, none) != before && !none) turnInto(run.type, output);
     return Obstacle::none;
@@ -128,51 +129,7 @@ void removeOldResult(const fs::path& file) {
     fs::remove(file, error);
 }
 
-// The running flag of one kind of fusion: taken by test-and-set, waited for without using a core.
-class Gate {
-  public:
-    explicit Gate(std::atomic<bool>& flag) : flag_(flag) {
-        while (flag_.exchange(true))
-            flag_.wait(true);
-    }
-    ~Gate() {
-        flag_ = false;
-        flag_.notify_one();
-    }
-    Gate(const Gate&) = delete;
-    Gate& operator=(const Gate&) = delete;
-
-  private:
-    std::atomic<bool>& flag_;
-};
-
-std::mutex detailMutex;
-
-std::mutex turnMutex;
-std::condition_variable turnChanged;
-unsigned long nextTurn = 0;
-unsigned long currentTurn = 0;
-
 }  // namespace
-
-DetailFilesLock::DetailFilesLock() {
-    detailMutex.lock();
-}
-DetailFilesLock::~DetailFilesLock() {
-    detailMutex.unlock();
-}
-
-PreviewTurn::PreviewTurn() {
-    std::unique_lock lock(turnMutex);
-    const unsigned long mine = nextTurn++;
-    turnChanged.wait(lock, [mine] { return currentTurn == mine; });
-}
-
-PreviewTurn::~PreviewTurn() {
-    const std::lock_guard lock(turnMutex);
-    ++currentTurn;
-    turnChanged.notify_all();
-}
 
 void EnfusePreview() {
     const fs::path output = GetURLToEnfusedPreviewFile();
@@ -180,7 +137,7 @@ void EnfusePreview() {
     if (!run) return;
     auto obstacle = Obstacle::none;
     {
-        const Gate gate(gEnfusingPreview);
+        const Turn turn(gEnfusingPreview);
         removeOldResult(output);
         obstacle = echoAndRun(*run, output);
     }
@@ -188,13 +145,13 @@ void EnfusePreview() {
 }
 
 void EnfuseDetailView() {
-    const fs::path output = GetURLToEnfusedDetailFile();
+    const fs::path output = enfusedDetailFile();
     const auto run = prepareRun(output, detailInput);
     if (!run) return;
     auto obstacle = Obstacle::none;
     QImage fused;
     {
-        const DetailFilesLock lock;
+        const Turn turn(detailFilesTaken);
         removeOldResult(output);
         obstacle = echoAndRun(*run, output);
         fused = decodeImage(output).toScreen();
@@ -209,29 +166,29 @@ void EnfuseDetailView() {
         Wait::yes);
 }
 
-bool FullRezCommandFits() {
+bool fullRezCommandFits() {
     // Whether the tool is there and enough cells take part is told when the command is run; here
     // only the length counts.
     std::string command;
-    bool fits = CanBeQuoted(gEnfuseSavePath);
-    const auto tool = FusionTool();
-    if (fits && tool) command = EnfuseCommandText(*tool, gEnfuseSavePath, CurrentFusionSettings());
+    bool fits = canBeQuoted(gEnfuseSavePath);
+    const auto tool = fusionTool();
+    if (fits && tool) command = enfuseCommandText(*tool, gEnfuseSavePath, currentFusionSettings());
     fits = fits && appendInputs(command, filesOf(collectInputs(fullSizeInput)));
-    if (!fits) AlertCommandLineTooLong();
+    if (!fits) alertCommandLineTooLong();
     return fits;
 }
 
 void EnfuseFullRez() {
-    Log("EnfuseFullRez()");
+    logLine("EnfuseFullRez()");
     const fs::path output = gEnfuseSavePath;
     if (output.empty()) {
-        DoAlert("EnfuseFullRez: -fileURLWithPath failed!");
+        DoAlert(fixed_texts::noSavePath);
         return;
     }
     const auto run = prepareRun(output, fullSizeInput);
     auto obstacle = Obstacle::none;
     if (run) {
-        const Gate gate(gEnfusingFull);
+        const Turn turn(gEnfusingFull);
         obstacle = echoAndRun(*run, output);
     }
     tell(obstacle);

@@ -23,27 +23,6 @@ void EnfuseFullRez();
 
 // Whether the full-size fusion's command line can be run: false, after an alert, when its paths are
 // too long for it. Asked before anything is deleted to make room for the result. Any thread.
-[[nodiscard]] bool FullRezCommandFits();
-
-// Held by whoever writes the detail crops, so that no detail run reads half of them. No hand-off,
-// alert or preview turn while it is held.
-class DetailFilesLock {
-  public:
-    DetailFilesLock();
-    ~DetailFilesLock();
-    DetailFilesLock(const DetailFilesLock&) = delete;
-    DetailFilesLock& operator=(const DetailFilesLock&) = delete;
-};
-
-// One preview request's turn: first come, first served, from before its command is built until its
-// result has been loaded. So the newest settings are shown last, and no run removes or rewrites a
-// file that another is about to read. Never held by the main thread, which a turn may wait for.
-class PreviewTurn {
-  public:
-    PreviewTurn();
-    ~PreviewTurn();
-    PreviewTurn(const PreviewTurn&) = delete;
-    PreviewTurn& operator=(const PreviewTurn&) = delete;
-};
+[[nodiscard]] bool fullRezCommandFits();
 
 }  // namespace lumaweave

@@ -4,8 +4,11 @@
 #include <charconv>
 #include <string_view>
 
-#include "app/Services.h"
+#include "platform/FixedTexts.h"
 #include "platform/Resources.h"
+#include "platform/ShellQuoting.h"
+#include "settings/FusionSettings.h"
+#include "stack/Alerts.h"
 
 namespace lumaweave {
 
@@ -41,17 +44,17 @@ constexpr int firstPositiveWeight = 2;
 
 }  // namespace
 
-std::string EnfuseCommandText(const fs::path& executable, const fs::path& output,
+std::string enfuseCommandText(const fs::path& executable, const fs::path& output,
                               const FusionSettings& settings) {
     std::string command;
-    AppendQuotedPath(command, executable);
+    appendQuotedPath(command, executable);
     // The tool reads a negative count as levels less than the greatest possible number.
     if (settings.blendingPyramid != 0) {
         appendOption(command, " --levels=-", settings.blendingPyramid);
     }
     if (settings.ciecam02) command += " -c";
     command += " -o ";
-    AppendQuotedPath(command, output);
+    appendQuotedPath(command, output);
     command += " --verbose=6 ";
     if (settings.blend180) command += " -w";
     if (settings.ciecam02) command += " -c";
@@ -83,23 +86,23 @@ std::string EnfuseCommandText(const fs::path& executable, const fs::path& output
     return command;
 }
 
-std::optional<fs::path> FusionTool() {
+std::optional<fs::path> fusionTool() {
     return pathForTool("enfuse-openmp", "enfuse");
 }
 
 std::optional<std::string> CreateEnfuseCommandString(const fs::path& output) {
-    const auto executable = FusionTool();
+    const auto executable = fusionTool();
     if (!executable) {
-        DoAlert("CreateEnfuseCommandString: cannot locate the Enfuse application!");
+        DoAlert(fixed_texts::noFusionTool);
         return std::nullopt;
     }
-    if (!CanBeQuoted(output)) {
+    if (!canBeQuoted(output)) {
         DoAlert(
             "The fused image cannot be written: the path of its file is too long or holds a "
             "character that the shell acts on.  Nothing was run.");
         return std::nullopt;
     }
-    return EnfuseCommandText(*executable, output, CurrentFusionSettings());
+    return enfuseCommandText(*executable, output, currentFusionSettings());
 }
 
 }  // namespace lumaweave

@@ -4,18 +4,18 @@
 #include <optional>
 #include <string>
 
-#include "fusion/FusionSettings.h"
-
 namespace lumaweave {
 
+struct FusionSettings;
+
 // The fusion tool in the program's resources; none when it is missing or cannot be run. Any thread.
-[[nodiscard]] std::optional<std::filesystem::path> FusionTool();
+[[nodiscard]] std::optional<std::filesystem::path> fusionTool();
 
 // The first half of a fusion's command line: the quoted tool, every option in its fixed order, and
 // the output file. The caller appends one blank and a quoted path for each input. Numbers are
-// written in the C locale, whatever the user's. Both paths must be ones that CanBeQuoted. Any
+// written in the C locale, whatever the user's. Both paths must be ones that canBeQuoted. Any
 // thread.
-[[nodiscard]] std::string EnfuseCommandText(const std::filesystem::path& executable,
+[[nodiscard]] std::string enfuseCommandText(const std::filesystem::path& executable,
                                             const std::filesystem::path& output,
                                             const FusionSettings& settings);
 

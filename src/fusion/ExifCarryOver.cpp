@@ -1,27 +1,29 @@
 #include "fusion/ExifCarryOver.h"
 
-#include "app/Services.h"
-#include "app/SharedState.h"
-#include "imaging/ImageDecoder.h"
-#include "imaging/Metadata.h"
-#include "imaging/MetadataWriter.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "imaging/metadata/Metadata.h"
+#include "imaging/metadata/MetadataWriter.h"
+#include "platform/FixedTexts.h"
 #include "platform/Log.h"
-#include "sources/SourceCellViewController.h"
+#include "stack/Alerts.h"
+#include "stack/Shot.h"
 
 namespace lumaweave {
 
+std::shared_ptr<const Metadata> gSourceImageEXIF;
+
 void GetSourceEXIF() {
     gSourceImageEXIF.reset();
-    for (const SourceCellViewController* cell : gSourceCells) {
-        if (cell->theImage().isNull()) continue;
-        const auto metadata = readMetadata(cell->urlToOriginalFile());
-        Log("Image Properties Data : " + (metadata ? metadata->description() : "(null)"));
+    for (const Shot* shot : shots()) {
+        if (shot->image().isNull()) continue;
+        const auto metadata = readMetadata(shot->originalFile());
+        logLine("Image Properties Data : " + (metadata ? metadata->description() : "(null)"));
         if (metadata) {
             gSourceImageEXIF = metadata;
-            PrintLine("Got EXIF data from source...");
+            printLine("Got EXIF data from source...");
             return;
         }
-        PrintLine("No EXIF data in source...");
+        printLine("No EXIF data in source...");
     }
 }
 
@@ -29,19 +31,13 @@ void CopyImageFileAndAddEXIF(const std::filesystem::path& source,
                              const std::filesystem::path& destination,
                              const std::shared_ptr<const Metadata>& properties) {
     if (!isDecodable(source)) {
-        DoAlert(
-            "CopyImageFileAndAddEXIF: CGImageSourceCreateWithURL() failed!  This means the Enfuse "
-            "was unsuccessful, so check the Console log and look for any error messages from "
-            "Enfuse.");
+        DoAlert(fixed_texts::resultUnreadableForMetadata);
         return;
     }
     // A file without anything to add is a plain copy of itself already.
     if (properties == nullptr && source == destination) return;
     if (!copyTiffWithMetadata(source, destination, properties.get())) {
-        DoAlert(
-            "CopyImageFileAndAddEXIF: CGImageDestinationCreateWithURL() failed!  This possibly "
-            "means that Enfuse wrote out a corrupt TIFF file (as it sometimes does on Mac OS "
-            "10.6).  Try again.");
+        DoAlert(fixed_texts::resultUnwritableWithMetadata);
     }
 }
 

@@ -9,6 +9,10 @@ class Metadata;
 
 // The camera's data, from the shots into the fused file. Any thread; no lock may be held.
 
+// The metadata of the first usable shot, to be written into the result. The thread of a full-size
+// run writes and reads it; such runs take turns.
+extern std::shared_ptr<const Metadata> gSourceImageEXIF;
+
 // Sets gSourceImageEXIF to the metadata of the first cell that holds an image and whose file (the
 // one that the user added) has any, in use or not; to null when there is none.
 void GetSourceEXIF();

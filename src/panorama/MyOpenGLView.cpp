@@ -4,11 +4,13 @@
 #include <QOffscreenSurface>
 #include <QOpenGLContext>
 
-#include "app/SharedState.h"
 #include "panorama/Sections.h"
+#include "platform/FixedTexts.h"
 #include "platform/Log.h"
 
 namespace lumaweave {
+
+double gSphereRez = 12.0;
 
 namespace {
 
@@ -81,7 +83,7 @@ std::string openGLErrorLine(unsigned int error) {
 
 void OGL_CheckError() {
     const std::string line = openGLErrorLine(glGetError());
-    if (!line.empty()) PrintLine(line);
+    if (!line.empty()) printLine(line);
 }
 
 MyOpenGLView::MyOpenGLView(QWidget* parent) : QOpenGLWidget(parent) {
@@ -98,7 +100,7 @@ MyOpenGLView::~MyOpenGLView() {
 }
 
 void MyOpenGLView::awakeFromNib() {
-    Log("MyOpenGLView : awakeFromNib");
+    logLine(fixed_texts::panoramaViewMade);
     readyToDraw_ = false;
     rotation_ = {};
     fov_ = startFov;
@@ -138,13 +140,13 @@ void MyOpenGLView::deleteTextures() {
 }
 
 void MyOpenGLView::drawImageIntoBuffer(const Image& image) {
-    Log("Create buffer & image rep");
+    logLine("Create buffer & image rep");
     sourceImageWidth_ = static_cast<int>(image.size().width());
     sourceImageHeight_ = static_cast<int>(image.size().height());
     const std::size_t count =
         static_cast<std::size_t>(sourceImageWidth_) * static_cast<std::size_t>(sourceImageHeight_);
     imagePixels_ = std::make_unique_for_overwrite<std::uint32_t[]>(count);
-    Log("Draw image to buffer");
+    logLine("Draw image to buffer");
     const bool sameSize =
         image.pixelsWide() == sourceImageWidth_ && image.pixelsHigh() == sourceImageHeight_;
     (sameSize ? image : image.scaled(sourceImageWidth_, sourceImageHeight_))
@@ -159,7 +161,7 @@ void MyOpenGLView::createTextures(const Image& image) {
     const SectionSize size = sectionSizeOf(sourceImageWidth_, sourceImageHeight_);
     textureWidth_ = size.width;
     textureHeight_ = size.height;
-    PrintLine("section size = " + std::to_string(size.width) + " x " + std::to_string(size.height));
+    printLine("section size = " + std::to_string(size.width) + " x " + std::to_string(size.height));
     deleteTextures();
     const auto section = std::make_unique_for_overwrite<std::uint32_t[]>(
         static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height));

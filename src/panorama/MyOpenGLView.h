@@ -7,11 +7,14 @@
 #include <optional>
 #include <string>
 
-#include "imaging/Image.h"
+#include "imaging/picture/Image.h"
 #include "panorama/OpenGLMath.h"
 #include "panorama/SphereGeometry.h"
 
 namespace lumaweave {
+
+// Tessellation of the sphere; nothing changes it.
+extern double gSphereRez;
 
 // The kind of OpenGL context that a panorama is drawn with: fixed-function drawing, two buffers,
 // the swap held until the display's vertical retrace.

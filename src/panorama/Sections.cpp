@@ -2,8 +2,8 @@
 
 #include <cstddef>
 
-#include "app/Services.h"
 #include "panorama/SphereGeometry.h"
+#include "platform/ByteOrder.h"
 
 namespace lumaweave {
 

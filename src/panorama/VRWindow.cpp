@@ -10,11 +10,12 @@
 #include <new>
 #include <string>
 
-#include "app/Services.h"
 #include "panorama/MyOpenGLView.h"
 #include "panorama/Sections.h"
+#include "platform/FixedTexts.h"
 #include "platform/Log.h"
 #include "platform/Memory.h"
+#include "stack/Alerts.h"
 #include "ui_VRWindow.h"
 
 namespace lumaweave {
@@ -86,7 +87,7 @@ VRWindow* VRWindow::initWithImage(const Image& image) {
     auto window = std::unique_ptr<VRWindow>(new VRWindow);
     window->centre();
     window->show();
-    Log("VRWindow loaded from NIB");
+    logLine(fixed_texts::panoramaWindowMade);
     const std::string failure = window->fill(image);
     if (failure.empty()) return window.release();
     window.reset();

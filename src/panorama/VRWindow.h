@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "imaging/Image.h"
+#include "imaging/picture/Image.h"
 
 namespace Ui {
 class VRWindow;

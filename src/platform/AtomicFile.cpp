@@ -17,7 +17,7 @@ namespace {
 
 constexpr mode_t newFileMode = 0666;
 
-// Beside the target, because only within a file system can a name be handed over. It does not
+// Beside the target, because a name can only be handed over within a file system. It does not
 // contain the target's name, which may be as long as names can be; nor the process's number, which
 // in a container is the same at every start: what a killed program has left would be in the way.
 fs::path temporaryBeside(const fs::path& target) {
@@ -35,8 +35,10 @@ fs::path withoutLinks(const fs::path& path) {
 
 }  // namespace
 
-AtomicFile::AtomicFile(const fs::path& target)
-    : target_(withoutLinks(target)), temporary_(temporaryBeside(target_)) {
+AtomicFile::AtomicFile(const fs::path& target, Existing existing)
+    : existing_(existing),
+      target_(existing == Existing::inherit ? withoutLinks(target) : target),
+      temporary_(temporaryBeside(target_)) {
     file_ = FileDescriptor(
         open(target_.parent_path().c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, newFileMode));
     if (file_.isOpen()) return;
@@ -64,9 +66,11 @@ bool AtomicFile::giveName() {
     return named_;
 }
 
-bool AtomicFile::commit() {
-    takeAccessRights();
-    if (fsync(file_.number()) != 0 || !giveName()) return false;
+bool AtomicFile::commit(WaitForDisk wait) {
+    if (existing_ == Existing::inherit) takeAccessRights();
+    if (wait == WaitForDisk::yes && fsync(file_.number()) != 0) return false;
+    if (!giveName()) return false;
+    file_ = FileDescriptor();  // a closed file is renamed faster
     if (std::rename(temporary_.c_str(), target_.c_str()) != 0) return false;
     named_ = false;
     return true;

@@ -11,9 +11,16 @@ namespace lumaweave {
 // old file or for the new one, whole. Any thread; each object one thread at a time.
 class AtomicFile {
   public:
+    // What becomes of the file that has the target's name. Inherit: a link to it is followed, and
+    // the new file gets its permissions. Replace: the name goes, be it a file's or a link's.
+    enum class Existing { inherit, replace };
+    // No: for what can be made anew; after a power cut the file may not be whole.
+    enum class WaitForDisk { yes, no };
+
     // Opens a new file in the folder of the target. Where the file system allows it the file has no
-    // name until it is complete, so that a killed program leaves nothing behind.
-    explicit AtomicFile(const std::filesystem::path& target);
+    // name until it is complete, so that a killed program leaves nothing behind. When it cannot be
+    // opened, errno says why.
+    explicit AtomicFile(const std::filesystem::path& target, Existing existing = Existing::inherit);
     // Without a commit the new file goes, and the old one stays.
     ~AtomicFile();
     AtomicFile(const AtomicFile&) = delete;
@@ -22,15 +29,15 @@ class AtomicFile {
     [[nodiscard]] bool isOpen() const { return file_.isOpen(); }
     [[nodiscard]] const FileDescriptor& file() const { return file_; }
 
-    // Waits until the bytes are on the disk and puts the file in the target's place, with the
-    // permissions of the file that was there. A link to a file there is followed. False (errno says
-    // why) when that cannot be done; the old file is then untouched.
-    [[nodiscard]] bool commit();
+    // Waits until the bytes are on the disk and puts the file in the target's place. False (errno
+    // says why) when that cannot be done; the old file is then untouched. Once.
+    [[nodiscard]] bool commit(WaitForDisk wait = WaitForDisk::yes);
 
   private:
     void takeAccessRights() const;
     [[nodiscard]] bool giveName();
 
+    Existing existing_;
     std::filesystem::path target_;
     std::filesystem::path temporary_;
     FileDescriptor file_;

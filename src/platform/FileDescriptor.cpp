@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <vector>
 
 namespace lumaweave {
@@ -20,6 +21,10 @@ FileDescriptor FileDescriptor::ofRegularFile(const std::filesystem::path& path) 
     struct stat status {};
     if (!file.isOpen() || fstat(file.number_, &status) != 0 || !S_ISREG(status.st_mode)) return {};
     return file;
+}
+
+FileDescriptor FileDescriptor::duplicate() const {
+    return FileDescriptor(fcntl(number_, F_DUPFD_CLOEXEC, 0));
 }
 
 std::uint64_t FileDescriptor::size() const {
@@ -57,7 +62,7 @@ bool FileDescriptor::copyFrom(const FileDescriptor& source, std::uint64_t byteCo
                               std::uint64_t offset) const {
     auto from = static_cast<off_t>(0);
     auto to = static_cast<off_t>(offset);
-    // Inside the kernel, and without moving a byte where the file system can share blocks.
+    // The kernel copies, and moves no byte where the file system can share blocks.
     while (byteCount > 0) {
         const ssize_t copied = copy_file_range(source.number_, &from, number_, &to, byteCount, 0);
         if (copied < 0 && errno == EINTR) continue;
@@ -81,6 +86,20 @@ bool FileDescriptor::copyFrom(const FileDescriptor& source, std::uint64_t byteCo
         byteCount -= piece;
     }
     return true;
+}
+
+ReadBytes readBytesOf(const FileDescriptor& file) {
+    return [&file](std::uint64_t offset, void* to, std::size_t byteCount) {
+        return file.readAt(offset, to, byteCount);
+    };
+}
+
+ReadBytes readBytesOf(std::span<const std::byte> bytes) {
+    return [bytes](std::uint64_t offset, void* to, std::size_t byteCount) {
+        if (offset > bytes.size() || byteCount > bytes.size() - offset) return false;
+        if (byteCount > 0) std::memcpy(to, bytes.data() + offset, byteCount);
+        return true;
+    };
 }
 
 }  // namespace lumaweave

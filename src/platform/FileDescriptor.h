@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
+#include <span>
 #include <utility>
 
 namespace lumaweave {
@@ -19,12 +21,16 @@ class FileDescriptor {
         return *this;
     }
 
-    // Opens a regular file for reading; anything else (a folder, a pipe, which could make a reader
-    // wait for ever) counts as not there: isOpen is false.
+    // Opens a regular file for reading. Anything else (a folder, a pipe, which could make the
+    // thread wait for ever) counts as not there: isOpen is false.
     [[nodiscard]] static FileDescriptor ofRegularFile(const std::filesystem::path& path);
 
     [[nodiscard]] bool isOpen() const { return number_ >= 0; }
     [[nodiscard]] int number() const { return number_; }
+    // Another descriptor of the same open file; the two share the position.
+    [[nodiscard]] FileDescriptor duplicate() const;
+    // The number, which whoever calls must close from now on.
+    [[nodiscard]] int release() { return std::exchange(number_, -1); }
     // The file's size in bytes; 0 when it cannot be told.
     [[nodiscard]] std::uint64_t size() const;
     // Reads exactly that many bytes from the offset on; false when the file does not have them.
@@ -39,5 +45,12 @@ class FileDescriptor {
   private:
     int number_ = -1;
 };
+
+// Reads byteCount bytes at the offset; false when there are none.
+using ReadBytes = std::function<bool(std::uint64_t offset, void* to, std::size_t byteCount)>;
+
+// The bytes of a file, or of memory, which must outlive the result.
+[[nodiscard]] ReadBytes readBytesOf(const FileDescriptor& file);
+[[nodiscard]] ReadBytes readBytesOf(std::span<const std::byte> bytes);
 
 }  // namespace lumaweave

@@ -20,17 +20,17 @@ void writeLine(std::FILE* stream, std::string_view line) {
 
 }  // namespace
 
-void Log(std::string_view line) {
+void logLine(std::string_view line) {
     const std::lock_guard lock(logMutex);
     writeLine(stderr, line);
     if (logSink) logSink(line);
 }
 
-void PrintLine(std::string_view line) {
+void printLine(std::string_view line) {
     writeLine(stdout, line);
 }
 
-std::string FormatWithoutArguments(std::string_view text) {
+std::string formatWithoutArguments(std::string_view text) {
     std::string result;
     result.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -40,7 +40,7 @@ std::string FormatWithoutArguments(std::string_view text) {
     return result;
 }
 
-void SetLogSink(std::function<void(std::string_view)> sink) {
+void setLogSink(std::function<void(std::string_view)> sink) {
     const std::lock_guard lock(logMutex);
     logSink = std::move(sink);
 }

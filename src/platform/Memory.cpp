@@ -1,5 +1,6 @@
 #include "platform/Memory.h"
 
+#include <malloc.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -85,6 +86,13 @@ std::uint64_t freeInProcess() {
 
 std::uint64_t availableMemory() {
     return std::min({freeInSystem(), freeInGroup(), freeInProcess()});
+}
+
+void keepHeapSmall() {
+    constexpr int largestKept = 256 * 1024;
+    mallopt(M_MMAP_THRESHOLD, largestKept);
+    mallopt(M_TRIM_THRESHOLD, 2 * largestKept);
+    mallopt(M_ARENA_MAX, 2);
 }
 
 }  // namespace lumaweave

@@ -9,4 +9,8 @@ namespace lumaweave {
 // thread.
 [[nodiscard]] std::uint64_t availableMemory();
 
+// Has freed picture buffers go back to the system, instead of keeping the heap as large as it ever
+// was. Called once, before any thread.
+void keepHeapSmall();
+
 }  // namespace lumaweave

@@ -7,7 +7,7 @@
 #include <sstream>
 #include <string>
 
-#include "platform/Shell.h"
+#include "platform/ShellQuoting.h"
 
 namespace lumaweave {
 
@@ -67,7 +67,7 @@ std::optional<fs::path> pathForResource(std::string_view name, std::string_view 
 std::optional<fs::path> pathForTool(std::string_view adapter, std::string_view installedTool) {
     auto path = pathForResource(adapter, {}, "Enfuse");
     if (!path || !isExecutableFile(*path) || !isOnPath(installedTool)) return std::nullopt;
-    if (ShellActiveCharacter(path->native()) != '\0') return std::nullopt;
+    if (shellActiveCharacter(path->native()) != '\0') return std::nullopt;
     return path;
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 namespace lumaweave {
 
@@ -9,17 +8,12 @@ namespace lumaweave {
 // line's output goes to this program's own, its input is empty. Returns the wait status, or -1 when
 // the shell could not be started; callers judge a tool by the file it leaves, not by this. Any
 // thread may call.
-int RunShellLine(const std::string& line);
+int runShellLine(const std::string& line);
 
 // Ends every line that is still running (all processes that it started). Any thread may call.
-void EndRunningShellLines();
+void endRunningShellLines();
 
-// From now on RunShellLine starts nothing and returns -1 at once: the program quits. Any thread.
-void RefuseShellLines();
-
-// The first character of the path that a shell acts on between double quotes (double quote, dollar
-// sign, back-quote, backslash, line break), or 0 when the quoted path reaches the tool as it
-// stands.
-[[nodiscard]] char ShellActiveCharacter(std::string_view path);
+// From now on runShellLine starts nothing and returns -1 at once: the program quits. Any thread.
+void refuseShellLines();
 
 }  // namespace lumaweave

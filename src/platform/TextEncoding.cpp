@@ -25,7 +25,7 @@ constexpr std::array<char16_t, 128> upperHalf = {
 
 }  // namespace
 
-std::optional<std::string> ToMacRoman(std::string_view utf8) {
+std::optional<std::string> toMacRoman(std::string_view utf8) {
     // A leading byte order mark is a character like any other: a name that has it is another name.
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless |
                                                      QStringDecoder::Flag::ConvertInitialBom);

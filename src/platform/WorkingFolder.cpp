@@ -122,7 +122,7 @@ bool createIn(const fs::path& parent) {
         if (holdsLock() || attempt == attempts) return true;
         removeWorkingFolder();
     }
-    Log("The working folder cannot be made in " + parent.native());
+    logLine("The working folder cannot be made in " + parent.native());
     return false;
 }
 

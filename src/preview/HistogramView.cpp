@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "imaging/Histogram.h"
-#include "imaging/Image.h"
+#include "imaging/picture/Histogram.h"
+#include "imaging/picture/Image.h"
 
 namespace lumaweave {
 

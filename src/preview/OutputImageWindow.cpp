@@ -4,11 +4,12 @@
 #include <QGuiApplication>
 #include <QPointer>
 
-#include "app/Services.h"
-#include "app/SharedState.h"
-#include "imaging/ImageDecoder.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "platform/FixedTexts.h"
 #include "platform/Log.h"
 #include "platform/Threads.h"
+#include "stack/Alerts.h"
+#include "stack/SharedState.h"
 #include "ui_OutputImageWindow.h"
 #include "widgets/ZoomView.h"
 
@@ -19,11 +20,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr auto sizeKey = "arrangement/outputImageWindow";
-
-constexpr auto unreadable =
-    "Enfuse was not able to generate an image.  Check the Console log for details, but sometimes "
-    "this happens when the source TIFF files are corrupt or not all the same format.  Opening the "
-    "images in Photoshop and re-saving usually fixes this problem (do a Save As...).";
 
 }  // namespace
 
@@ -71,9 +67,9 @@ void OutputImageWindow::showImage(const Image& image) {
         centreAndShow();
         return;
     }
-    Log("OutputImageWindow : image == nil");
+    logLine(fixed_texts::noResultImage);
     const QPointer<OutputImageWindow> self(this);
-    DoAlert(unreadable);
+    DoAlert(fixed_texts::resultUnreadable);
     // Whoever ends the program while the alert is up may have deleted it.
     if (!self.isNull()) deleteLater();
 }

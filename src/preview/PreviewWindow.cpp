@@ -17,26 +17,33 @@
 #include <filesystem>
 #include <string>
 
-#include "app/Services.h"
-#include "app/SharedState.h"
-#include "batch/BatchActivity.h"
 #include "fusion/Enfuse.h"
-#include "fusion/WorkingFiles.h"
-#include "imaging/ImageDecoder.h"
-#include "imaging/TiffWriter.h"
+#include "fusion/SavePanel.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "imaging/tiff/TiffWriter.h"
 #include "panorama/VRWindow.h"
+#include "platform/FileUrls.h"
+#include "platform/FixedTexts.h"
 #include "platform/Log.h"
 #include "platform/TextEncoding.h"
 #include "platform/Threads.h"
 #include "preview/EnfusingProgressDialog.h"
 #include "preview/HistogramView.h"
 #include "preview/OutputImageWindow.h"
-#include "sources/SourceCellViewController.h"
+#include "sources/WorkingCopies.h"
+#include "stack/Alerts.h"
+#include "stack/BatchActivity.h"
+#include "stack/SharedState.h"
+#include "stack/Shot.h"
+#include "stack/Turns.h"
+#include "stack/WorkingFiles.h"
 #include "widgets/ImageView.h"
 
 namespace lumaweave {
 
 namespace fs = std::filesystem;
+
+QPointF gDetailCoord;
 
 namespace {
 
@@ -59,6 +66,8 @@ PreviewWindow::PreviewWindow(QWidget* parent) : QWidget(parent) {
     for (const ImageView* view : {enfusedView_, detailView_}) {
         connect(view, &ImageView::resized, this, &PreviewWindow::noteViewSizes);
     }
+    connect(&BatchActivity::instance(), &BatchActivity::changed, this,
+            &PreviewWindow::updateFuseCommand);
     awakeFromNib();
 }
 
@@ -143,8 +152,8 @@ QWidget* PreviewWindow::makeOutputPanel() {
 
 void PreviewWindow::updateFuseCommand() {
     int used = 0;
-    for (const SourceCellViewController* cell : gSourceCells) {
-        if (cell != nullptr && !cell->theImage().isNull() && cell->enabled()) ++used;
+    for (const Shot* shot : shots()) {
+        if (!shot->image().isNull() && shot->isEnabled()) ++used;
     }
     const bool offered = used >= 2 && !BatchActivity::isRunning();
     fuseButton_->setEnabled(offered);
@@ -181,8 +190,8 @@ void PreviewWindow::windowDidEndLiveResize() {
     performInBackground([this] {
         {
             const PreviewTurn turn;
-            for (SourceCellViewController* cell : gSourceCells) {
-                if (!cell->theImage().isNull()) cell->createScaledSourceForPreview();
+            for (Shot* shot : shots()) {
+                if (!shot->image().isNull()) makeScaledCopy(*shot);
             }
         }
         if (gNumSourceImages >= 2) doEnfusePreviewOnThread();
@@ -195,7 +204,7 @@ void PreviewWindow::mousePressEvent(QMouseEvent* event) {
 }
 
 void PreviewWindow::mouseDown(QPointF locationInWindow) {
-    Log("mouse down event...");
+    logLine("mouse down event...");
     QPointF frameOrigin;
     QSizeF bounds;
     if (enfusedView_ != nullptr) {
@@ -204,8 +213,8 @@ void PreviewWindow::mouseDown(QPointF locationInWindow) {
         bounds = frame.size();
     }
     gDetailCoord = imageCoordinates(locationInWindow, frameOrigin, bounds, stackGeometry());
-    Log("image coords = " + QByteArray::number(gDetailCoord.x(), 'f', 6).toStdString() + ", " +
-        QByteArray::number(gDetailCoord.y(), 'f', 6).toStdString());
+    logLine("image coords = " + QByteArray::number(gDetailCoord.x(), 'f', 6).toStdString() + ", " +
+            QByteArray::number(gDetailCoord.y(), 'f', 6).toStdString());
     if (!isOutsideImage(gDetailCoord, stackGeometry())) createDetailImages();
 }
 
@@ -222,8 +231,8 @@ void PreviewWindow::doEnfusePreviewOnThread() {
             fs::remove(GetURLToEnfusedPreviewFile(), error);
         }
         // The view may have changed its size while shots were being loaded.
-        for (SourceCellViewController* cell : gSourceCells)
-            cell->refreshScaledSource();
+        for (Shot* shot : shots())
+            refreshScaledCopy(*shot);
         EnfusePreview();
         const Image image = decodeImage(GetURLToEnfusedPreviewFile());
         const QImage screen = image.toScreen();
@@ -238,9 +247,9 @@ void PreviewWindow::doEnfusePreviewOnThread() {
         performOnMainThread([this] { updatePreviewImageOnMainThread(); }, Wait::yes);
     } else if (duringBatch || BatchActivity::isRunning()) {
         // The batch may have taken the shots out while this run waited.
-        Log("doEnfusePreviewOnThread : enfused preview file was not found!");
+        logLine(fixed_texts::noPreview);
     } else {
-        DoAlert("doEnfusePreviewOnThread : enfused preview file was not found!");
+        DoAlert(fixed_texts::noPreview);
     }
 }
 
@@ -264,20 +273,20 @@ void PreviewWindow::updatePreviewImageOnMainThread() {
 }
 
 void PreviewWindow::createDetailImages() {
-    Log("Creating Detail Images...");
+    logLine("Creating Detail Images...");
     const QSize size = detailView_ != nullptr ? detailView_->size() : QSize(0, 0);
     const QRectF crop = cropRectangle(gDetailCoord, size);
     {
-        const DetailFilesLock lock;
-        for (SourceCellViewController* cell : gSourceCells) {
-            const Image image = cell->theImage();
+        const Turn turn(detailFilesTaken);
+        for (Shot* shot : shots()) {
+            const Image image = shot->image();
             if (image.isNull()) continue;
-            const fs::path file = GetURLToDetailImageFile(cell->cellNum());
+            const fs::path file = GetURLToDetailImageFile(shot->number());
             // A crop that cannot be written is seen as a detail fusion without a result.
-            [[maybe_unused]] const bool written = writeTiff(
+            static_cast<void>(writeTiff(
                 image.cropped(flipped(crop, image.size().height()), size.width(), size.height()),
-                file, Write::plain);
-            cell->setUrlToDetailImageFile(file);
+                file, Write::plain));
+            shot->setDetailFile(file);
         }
     }
     EnfuseDetailView();
@@ -303,13 +312,13 @@ void PreviewWindow::runFullSizeFusion() {
 }
 
 void PreviewWindow::doFullEnfuseOnThread(const std::shared_ptr<EnfusingProgressDialog>& dialog) {
-    if (FullRezCommandFits()) {
+    if (fullRezCommandFits()) {
         // A path that this encoding does not hold is not removed beforehand: the tool overwrites
         // it.
         constexpr std::size_t pathBuffer = 2000;
-        const auto encoded = ToMacRoman(gEnfuseSavePath.native());
+        const auto encoded = toMacRoman(gEnfuseSavePath.native());
         if (encoded && encoded->size() < pathBuffer) std::remove(gEnfuseSavePath.c_str());
-        PrintLine("got save path:  " + gEnfuseSavePath.native());
+        printLine(fixed_texts::savePath + gEnfuseSavePath.native());
         EnfuseFullRez();
     }
     performOnMainThread([&dialog] { dialog->endDialogOnMainThread(); }, Wait::yes);
@@ -324,8 +333,8 @@ void PreviewWindow::actAfterEnfusing() {
             showOutputAsPanorama();
             break;
         case openWithDefaultProgram:
-            if (!QDesktopServices::openUrl(UrlFromPath(gEnfuseSavePath))) {
-                Log("No program opens " + gEnfuseSavePath.native());
+            if (!QDesktopServices::openUrl(urlFromPath(gEnfuseSavePath))) {
+                logLine("No program opens " + gEnfuseSavePath.native());
             }
             break;
         default:
@@ -342,7 +351,7 @@ void PreviewWindow::showOutputAsPanorama() {
             [path, result] {
                 QGuiApplication::restoreOverrideCursor();
                 // The program may be ending by now.
-                if (result.isNull() || gAppDelegate == nullptr) return;
+                if (result.isNull() || !areAlertsShown()) return;
                 VRWindow* window = VRWindow::initWithImage(result);
                 if (window == nullptr) return;
                 window->setPictureName(QFile::decodeName(path.filename().c_str()));

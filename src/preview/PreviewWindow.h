@@ -10,7 +10,7 @@
 #include <memory>
 #include <mutex>
 
-#include "imaging/Image.h"
+#include "imaging/picture/Image.h"
 #include "preview/DetailGeometry.h"
 
 class QAction;
@@ -23,6 +23,10 @@ class EnfusingProgressDialog;
 class HistogramView;
 class ImageView;
 class OutputImageWindow;
+
+// The spot of the image (points, origin at the bottom left) that the 1:1 detail view shows. Main
+// thread.
+extern QPointF gDetailCoord;
 
 // Shows the fused preview of the whole frame, a 1:1 crop of the fusion around the clicked point and
 // the preview's histogram, and fuses the full-size images on command. Main thread, but for the

@@ -10,7 +10,7 @@
 #include <new>
 #include <poll.h>
 
-#include "imaging/ReaderJobs.h"
+#include "imaging/reader/ReaderJobs.h"
 
 namespace lumaweave {
 

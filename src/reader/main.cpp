@@ -14,11 +14,11 @@
 #include <string_view>
 #include <vector>
 
-#include "imaging/CarriedRecords.h"
-#include "imaging/DecoderHere.h"
-#include "imaging/MetadataBlocks.h"
-#include "imaging/ReaderJobs.h"
-#include "imaging/RecordedFocalLength.h"
+#include "imaging/decoding/DecoderHere.h"
+#include "imaging/metadata/CarriedRecords.h"
+#include "imaging/metadata/MetadataBlocks.h"
+#include "imaging/metadata/RecordedFocalLength.h"
+#include "imaging/reader/ReaderJobs.h"
 #include "platform/FileDescriptor.h"
 #include "platform/Log.h"
 #include "reader/Limits.h"
@@ -40,78 +40,99 @@ struct Job {
     [[nodiscard]] fs::path target() const { return arguments.front(); }
 };
 
-ReaderExit write(const fs::path& target, std::string_view bytes) {
+std::chrono::seconds decodingTimeOf(const fs::path& source) {
+    const FileDescriptor file = FileDescriptor::ofRegularFile(source);
+    return decodingTime(file.isOpen() ? file.size() : 0);
+}
+
+// How a job has ended, and why it failed.
+struct End {
+    ReaderExit exit = ReaderExit::refused;
+    std::string reason = {};
+};
+
+End write(const fs::path& target, std::string_view bytes) {
     std::ofstream file(target, std::ios::binary);
     file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     file.close();
-    if (!file.fail()) return ReaderExit::done;
+    if (!file.fail()) return {ReaderExit::done};
     Log("Cannot write " + target.native());
     std::error_code ignored;
     fs::remove(target, ignored);
-    return ReaderExit::target;
+    return {ReaderExit::target, "what was read cannot be written"};
 }
 
-ReaderExit decode(const Job& job) {
-    switch (decodeToTiffHere(job.source, job.target()).failure) {
+End decode(const Job& job) {
+    const DecodedFile decoded = decodeToTiffHere(job.source, job.target());
+    switch (decoded.failure) {
         case DecodeFailure::none:
-            return ReaderExit::done;
+            return {ReaderExit::done};
         case DecodeFailure::unreadable:
-            return ReaderExit::refused;
+            return {ReaderExit::refused, decoded.reason};
         case DecodeFailure::workingFolder:
-            return ReaderExit::target;
+            return {ReaderExit::target, decoded.reason};
     }
-    return ReaderExit::refused;
+    return {ReaderExit::refused};
 }
 
-ReaderExit readMetadata(const Job& job) {
+End endOf(const Outcome& outcome) {
+    return {outcome ? ReaderExit::done : ReaderExit::refused, outcome.reason()};
+}
+
+End checkHeader(const Job& job) {
+    return endOf(isDecodableHere(job.source));
+}
+
+End checkPixels(const Job& job) {
+    return endOf(isWhollyDecodableHere(job.source));
+}
+
+End readMetadata(const Job& job) {
     const auto records = readCarriedRecords(job.source);
-    if (!records) return ReaderExit::refused;
-    if (saysNothing(*records)) return ReaderExit::nothing;
+    if (!records) return {ReaderExit::refused};
+    if (saysNothing(*records)) return {ReaderExit::nothing};
     return write(job.target(), packMetadata({descriptionOf(*records), asTiff(*records, false, 0),
                                              asTiff(*records, true, 0)}));
 }
 
-ReaderExit moveMetadata(const Job& job) {
+End moveMetadata(const Job& job) {
     const std::string& place = job.arguments[2];
     std::size_t firstByte = 0;
     std::from_chars(place.data(), place.data() + place.size(), firstByte);
     const auto records = readCarriedRecords(job.source);
-    if (!records) return ReaderExit::refused;
+    if (!records) return {ReaderExit::refused};
     const std::vector<std::byte> tiff = asTiff(*records, job.arguments[1] == "MM", firstByte);
     return write(job.target(), {reinterpret_cast<const char*>(tiff.data()), tiff.size()});
 }
 
-ReaderExit readFocalLength(const Job& job) {
+End readFocalLength(const Job& job) {
     const auto length = recordedFocalLength(job.source);
-    if (!length) return ReaderExit::nothing;
+    if (!length) return {ReaderExit::nothing};
     std::array<char, 64> digits{};
     const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), *length);
     return write(job.target(), {digits.data(), static_cast<std::size_t>(end.ptr - digits.data())});
 }
 
-ReaderExit perform(const Job& job) {
-    using Seconds = std::chrono::seconds;
-    const FileDescriptor source = FileDescriptor::ofRegularFile(job.source);
-    const Seconds decoding = decodingTime(source.isOpen() ? source.size() : 0);
-    const auto within = [&job](Seconds time, ReaderExit (*work)(const Job&)) {
-        limitThisProcess(time);
-        return work(job);
+End perform(const Job& job) {
+    struct Work {
+        const char* name;
+        std::size_t argumentCount;
+        End (*perform)(const Job&);
+        bool isAboutMetadata;
     };
-    const auto check = [](bool good) { return good ? ReaderExit::done : ReaderExit::refused; };
-    if (job.is(readerJobs::decode, 1)) return within(decoding, decode);
-    if (job.is(readerJobs::checkHeader, 0)) {
-        limitThisProcess(decoding);
-        return check(isDecodableHere(job.source));
+    constexpr std::array works = {Work{readerJobs::decode, 1, decode, false},
+                                  Work{readerJobs::checkHeader, 0, checkHeader, false},
+                                  Work{readerJobs::checkPixels, 0, checkPixels, false},
+                                  Work{readerJobs::metadata, 1, readMetadata, true},
+                                  Work{readerJobs::moveMetadata, 3, moveMetadata, true},
+                                  Work{readerJobs::focalLength, 1, readFocalLength, true}};
+    for (const Work& work : works) {
+        if (!job.is(work.name, work.argumentCount)) continue;
+        limitThisProcess(work.isAboutMetadata ? metadataTime : decodingTimeOf(job.source));
+        return work.perform(job);
     }
-    if (job.is(readerJobs::checkPixels, 0)) {
-        limitThisProcess(decoding);
-        return check(isWhollyDecodableHere(job.source));
-    }
-    if (job.is(readerJobs::metadata, 1)) return within(metadataTime, readMetadata);
-    if (job.is(readerJobs::moveMetadata, 3)) return within(metadataTime, moveMetadata);
-    if (job.is(readerJobs::focalLength, 1)) return within(metadataTime, readFocalLength);
     Log("A part of Lumaweave, which starts it for files that may do harm.");
-    return ReaderExit::refused;
+    return {ReaderExit::refused, "no such job"};
 }
 
 }  // namespace
@@ -123,18 +144,20 @@ int main(int argc, char** argv) {
     endWithTheProgram();
     // The process's own bound is the one that counts.
     QImageReader::setAllocationLimit(0);
-    ReaderExit exit = ReaderExit::refused;
+    End end;
     try {
         Job job;
         if (argc > 1) job.name = argv[1];
         if (argc > 2) job.source = argv[2];
         for (int i = 3; i < argc; ++i)
             job.arguments.emplace_back(argv[i]);
-        exit = perform(job);
+        end = perform(job);
     } catch (const std::exception& error) {
         Log(error.what());
+        end.reason = error.what();
     }
+    if (!end.reason.empty()) PrintLine(std::string(reasonMark) + end.reason);
     // Nothing is left to be tidied up, and what a hostile file has done to the libraries' state is
     // not touched again.
-    _exit(static_cast<int>(exit));
+    _exit(static_cast<int>(end.exit));
 }

@@ -7,7 +7,7 @@
 #include <mutex>
 #include <vector>
 
-#include "imaging/ImageDecoder.h"
+#include "imaging/decoding/ImageDecoder.h"
 
 namespace lumaweave {
 

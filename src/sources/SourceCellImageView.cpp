@@ -4,10 +4,10 @@
 #include <QFile>
 #include <QMouseEvent>
 
-#include "app/SharedState.h"
 #include "preview/SourceImageWindow.h"
 #include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
+#include "stack/SharedState.h"
 
 namespace lumaweave {
 

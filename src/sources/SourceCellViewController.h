@@ -1,16 +1,15 @@
 #pragma once
 
-#include <QImage>
-#include <QSize>
 #include <filesystem>
 #include <memory>
-#include <mutex>
+#include <string>
 
-#include "imaging/Image.h"
+#include "stack/Shot.h"
 
 class QCheckBox;
 class QLabel;
 class QObject;
+class QPixmap;
 class QWidget;
 
 namespace Ui {
@@ -22,10 +21,12 @@ namespace lumaweave {
 class DecodedShot;
 class SourceCellImageView;
 
-// One of the 16 slots of the source stack: the model of one image, and the controller of the small
-// view that shows it. A cell is free exactly when urlToImageFile is empty. The fields may be read
-// and written from any thread (each under the cell's own lock); the view belongs to the main
-// thread.
+// What an empty cell shows. The sources window owns it. Main thread.
+extern QPixmap* gBlankCellBackground;
+
+// One of the 16 slots of the source stack: the controller of the small view that shows a shot,
+// which it owns. A cell is free exactly when urlToImageFile is empty. The view belongs to the main
+// thread; the shot's fields any thread may read and write.
 class SourceCellViewController {
   public:
     // Makes the view of the layout "SourceCell". Main thread.
@@ -34,13 +35,17 @@ class SourceCellViewController {
     SourceCellViewController(const SourceCellViewController&) = delete;
     SourceCellViewController& operator=(const SourceCellViewController&) = delete;
 
+    // What the cell holds.
+    [[nodiscard]] Shot& shot() { return shot_; }
+    [[nodiscard]] const Shot& shot() const { return shot_; }
+
     // Fills the cell from an image file: decodes it, makes the TIFF working copy where one is
     // needed and the scaled copy, and sets the stack's geometry. False, after an alert (in a batch:
     // a log line), when there is no image; the cell is then unchanged but enabled. Any thread; no
     // lock may be held.
     bool assignFileToCell(const std::filesystem::path& path);
     // The same for a file that has been decoded ahead.
-    bool assignFileToCell(const std::filesystem::path& path, DecodedShot shot);
+    bool assignFileToCell(const std::filesystem::path& path, DecodedShot decoded);
 
     // Shows the image, the name and the use switch. Main thread.
     void updateViewWithImageOnMainThread();
@@ -48,10 +53,8 @@ class SourceCellViewController {
     // Writes theImage, fitted to the preview window's fused view, to the cell's scaled copy. Any
     // thread; no lock may be held.
     void createScaledSourceForPreview();
-    // The same, where the copy does not have the size that the view asks for now.
-    void refreshScaledSource();
 
-    // The use switch was clicked. Main thread.
+    // The user clicked the use switch. Main thread.
     void useAction(const QCheckBox* sender);
     // Opens the image in a panorama window; nothing when there is none. Main thread.
     void vrAction(const QObject* sender);
@@ -59,36 +62,24 @@ class SourceCellViewController {
     // more images); otherwise both views are blanked. Main thread.
     void removeCellAction(const QObject* sender);
 
-    // Nothing: the full-size view is opened by a click on the thumbnail.
+    // Fixed names, which forward to the shot; the last does nothing, since a click on the thumbnail
+    // opens the full-size view.
+    [[nodiscard]] int cellNum() const { return shot_.number(); }
+    void setCellNum(int number) { shot_.setNumber(number); }
+    [[nodiscard]] bool enabled() const { return shot_.isEnabled(); }
+    void setEnabled(bool enabled) { shot_.setEnabled(enabled); }
+    [[nodiscard]] std::filesystem::path urlToOriginalFile() const { return shot_.originalFile(); }
+    void setUrlToOriginalFile(const std::filesystem::path& url) { shot_.setOriginalFile(url); }
+    [[nodiscard]] std::filesystem::path urlToImageFile() const { return shot_.imageFile(); }
+    void setUrlToImageFile(const std::filesystem::path& url) { shot_.setImageFile(url); }
+    [[nodiscard]] std::filesystem::path urlToScaledSourceFile() const { return shot_.scaledFile(); }
+    void setUrlToScaledSourceFile(const std::filesystem::path& url) { shot_.setScaledFile(url); }
+    [[nodiscard]] std::filesystem::path urlToDetailImageFile() const { return shot_.detailFile(); }
+    void setUrlToDetailImageFile(const std::filesystem::path& url) { shot_.setDetailFile(url); }
+    [[nodiscard]] Image theImage() const { return shot_.image(); }
+    void setTheImage(const Image& image) { shot_.setImage(image); }
+    [[nodiscard]] std::string filenameToDisplay() const { return shot_.fileName(); }
     void showSourceFullSizeAction(const QObject*) {}
-
-    [[nodiscard]] int cellNum() const { return cellNum_; }
-    void setCellNum(int number) { cellNum_ = number; }  // once, before any thread
-    [[nodiscard]] bool enabled() const;
-    void setEnabled(bool enabled);
-    [[nodiscard]] std::filesystem::path urlToOriginalFile() const;
-    void setUrlToOriginalFile(const std::filesystem::path& url);
-    [[nodiscard]] std::filesystem::path urlToImageFile() const;
-    void setUrlToImageFile(const std::filesystem::path& url);
-    [[nodiscard]] std::filesystem::path urlToScaledSourceFile() const;
-    void setUrlToScaledSourceFile(const std::filesystem::path& url);
-    [[nodiscard]] std::filesystem::path urlToDetailImageFile() const;
-    void setUrlToDetailImageFile(const std::filesystem::path& url);
-    [[nodiscard]] Image theImage() const;
-    void setTheImage(const Image& image);
-    // The file and the image of one moment, for a task that replaces them later: the cell may have
-    // been emptied or filled anew meanwhile, and is then left alone.
-    struct Holding {
-        std::filesystem::path urlToImageFile;
-        Image theImage;
-    };
-    [[nodiscard]] Holding holding() const;
-    // Puts another file, or another image, in the place of the held one, in the cell and in `held`.
-    // False when the cell holds something else.
-    [[nodiscard]] bool replaceImageFile(Holding& held, const std::filesystem::path& url);
-    [[nodiscard]] bool replaceImage(Holding& held, const Image& image);
-    // The last component of the dropped file's path.
-    [[nodiscard]] std::string filenameToDisplay() const;
 
     // Owned by the cell until a parent takes it.
     [[nodiscard]] QWidget* view() const { return view_; }
@@ -97,33 +88,11 @@ class SourceCellViewController {
     [[nodiscard]] QCheckBox* useCheckBox() const;
 
   private:
-    struct Fields {
-        bool enabled = false;
-        std::filesystem::path urlToOriginalFile;
-        std::filesystem::path urlToImageFile;
-        std::filesystem::path urlToScaledSourceFile;
-        std::filesystem::path urlToDetailImageFile;
-        Image theImage;
-        QImage thumbnail;
-        QSize scaledSize;
-        std::string filenameToDisplay;
-    };
-
-    template <typename Value>
-    [[nodiscard]] Value get(Value Fields::*field) const;
-    template <typename Value>
-    void set(Value Fields::*field, const Value& value);
-
-    [[nodiscard]] bool stillHolds(const Holding& held) const;
-    void makeWorkingCopy(const std::filesystem::path& path, DecodedShot& shot);
-    void writeScaledCopy(const Image& image, const Image& scaled);
     void showControls(bool filled);
 
-    int cellNum_ = 0;
+    Shot shot_;
     QWidget* view_ = nullptr;
     std::unique_ptr<Ui::SourceCell> layout_;
-    mutable std::mutex mutex_;
-    Fields fields_;
 };
 
 }  // namespace lumaweave

@@ -18,18 +18,20 @@
 
 #include "align/AutoAlignProgress.h"
 #include "align/AutoAlignSettings.h"
-#include "app/Preferences.h"
-#include "app/Services.h"
-#include "batch/BatchActivity.h"
 #include "fusion/Enfuse.h"
+#include "platform/FileUrls.h"
 #include "platform/Log.h"
 #include "platform/Resources.h"
 #include "platform/Threads.h"
 #include "preview/PreviewWindow.h"
+#include "settings/Preferences.h"
 #include "sources/DecodedShot.h"
 #include "sources/LoadingDialog.h"
 #include "sources/SourceCellImageView.h"
 #include "sources/SourceCellViewController.h"
+#include "stack/Alerts.h"
+#include "stack/BatchActivity.h"
+#include "stack/Shot.h"
 
 namespace lumaweave {
 
@@ -45,15 +47,15 @@ DragInformation DragInformation::of(const QMimeData& data) {
     DragInformation drag;
     drag.carriesFileNames = data.hasUrls();
     for (const QUrl& url : data.urls()) {
-        drag.fileNames.push_back(PathFromUrl(url).value_or(fs::path()));
+        drag.fileNames.push_back(pathFromUrl(url).value_or(fs::path()));
     }
     return drag;
 }
 
 int FindFreeSourceImageCell() {
-    Log("FindFreeSourceImageCell...");
-    for (int i = 0; i < sourceCellCount; ++i) {
-        if (gSourceCells.at(static_cast<std::size_t>(i))->urlToImageFile().empty()) return i;
+    logLine("FindFreeSourceImageCell...");
+    for (const Shot* shot : shots()) {
+        if (shot->isEmpty()) return shot->number();
     }
     return -1;
 }
@@ -76,6 +78,10 @@ SourcesWindow::SourcesWindow(QWidget* parent) : QWidget(parent) {
     setWindowTitle(tr("Shots"));
     setAcceptDrops(true);
     makeLayout();
+    connect(&BatchActivity::instance(), &BatchActivity::changed, this, [this] {
+        setEnabled(!BatchActivity::isRunning());
+        updateAlignCommand();
+    });
     awakeFromNib();
 }
 
@@ -83,6 +89,7 @@ SourcesWindow::~SourcesWindow() {
     if (gSourcesWindow != this) return;
     gSourcesWindow = nullptr;
     gSourceCells.fill(nullptr);
+    setShots({});
     delete std::exchange(gBlankCellBackground, nullptr);
 }
 
@@ -142,7 +149,7 @@ void SourcesWindow::updateAlignCommand() {
 
 void SourcesWindow::awakeFromNib() {
     gSourcesWindow = this;
-    if (const auto saved = SavedEnsureValidTIFFState()) {
+    if (const auto saved = savedEnsureValidTIFFState()) {
         ensureValidTIFFFilesCheckBox_->setChecked(*saved != 0);
     }
     const auto blank = pathForResource("blank", "png");
@@ -153,6 +160,7 @@ void SourcesWindow::awakeFromNib() {
 
 void SourcesWindow::makeCells() {
     QWidget* content = sourceImagesScrollView_->widget();
+    std::vector<Shot*> all;
     for (int i = 0; i < sourceCellCount; ++i) {
         auto& cell = cells_.at(static_cast<std::size_t>(i));
         cell = std::make_unique<SourceCellViewController>();
@@ -164,7 +172,9 @@ void SourcesWindow::makeCells() {
         cell->view()->setParent(content);
         cell->view()->setAutoFillBackground(true);
         cell->view()->show();
+        all.push_back(&cell->shot());
     }
+    setShots(std::move(all));
     repositionCells();
 }
 
@@ -224,7 +234,7 @@ void SourcesWindow::concludeDragOperation(const DragInformation& drag) {
         waiting_.push_back(drag);
         return;
     }
-    Log("concludeDragOperation...");
+    logLine("concludeDragOperation...");
     loadDialog_ =
         ownedByMainThread(std::make_unique<LoadingDialog>(static_cast<int>(drag.fileNames.size())));
     const auto dialog = loadDialog_;

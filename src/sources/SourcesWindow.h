@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "app/SharedState.h"
+#include "stack/SharedState.h"
 
 class QAction;
 class QCheckBox;

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <utility>
 
-#include "imaging/ScreenParts.h"
+#include "imaging/picture/ScreenParts.h"
 #include "platform/Threads.h"
 
 namespace lumaweave {

@@ -9,7 +9,7 @@
 #include <optional>
 #include <vector>
 
-#include "imaging/Image.h"
+#include "imaging/picture/Image.h"
 
 class QPainter;
 

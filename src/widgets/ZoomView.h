@@ -5,7 +5,7 @@
 #include <QPointF>
 #include <QSize>
 
-#include "imaging/Image.h"
+#include "imaging/picture/Image.h"
 
 namespace lumaweave {
 

@@ -7,13 +7,14 @@
 #include <limits>
 #include <locale>
 
+#include "align/AlignSettings.h"
 #include "align/AlignmentRun.h"
 #include "align/AutoAlignProgress.h"
-#include "app/SharedState.h"
 #include "platform/Resources.h"
 #include "platform/WorkingFolder.h"
 #include "sources/SourceCellViewController.h"
-#include "support/ProgramFixture.h"
+#include "stack/SharedState.h"
+#include "support/WindowsFixture.h"
 
 namespace lumaweave {
 
@@ -24,7 +25,7 @@ using testing::Optional;
 namespace {
 
 std::string line(const AlignSettings& settings) {
-    return AlignCommandText("/App/Enfuse/align_image_stack", "/tmp/alignedImage", settings);
+    return alignCommandText("/App/Enfuse/align_image_stack", "/tmp/alignedImage", settings);
 }
 
 struct Case {
@@ -97,56 +98,56 @@ TEST(AlignCommand, ACommaLocaleChangesNothing) {
 }
 
 TEST(AlignCommand, BlanksInPathsStayInsideTheQuotes) {
-    EXPECT_EQ(AlignCommandText("/my App/tool", "/my tmp/alignedImage", {}),
+    EXPECT_EQ(alignCommandText("/my App/tool", "/my tmp/alignedImage", {}),
               R"("/my App/tool" -v  -a "/my tmp/alignedImage" -c 8 -g 5)");
 }
 
 TEST(AlignedFiles, AreNumberedByTheCellWithFourDigits) {
-    EXPECT_EQ(AlignedImagePrefix(), workingFolder() / "alignedImage");
-    EXPECT_EQ(GetURLToAlignedImage(0), workingFolder() / "alignedImage0000.tif");
-    EXPECT_EQ(GetURLToAlignedImage(3), workingFolder() / "alignedImage0003.tif");
-    EXPECT_EQ(GetURLToAlignedImage(9), workingFolder() / "alignedImage0009.tif");
-    EXPECT_EQ(GetURLToAlignedImage(10), workingFolder() / "alignedImage0010.tif");
-    EXPECT_EQ(GetURLToAlignedImage(15), workingFolder() / "alignedImage0015.tif");
-    EXPECT_THROW((void)GetURLToAlignedImage(16), std::out_of_range);
+    EXPECT_EQ(alignedImagePrefix(), workingFolder() / "alignedImage");
+    EXPECT_EQ(alignedImageFile(0), workingFolder() / "alignedImage0000.tif");
+    EXPECT_EQ(alignedImageFile(3), workingFolder() / "alignedImage0003.tif");
+    EXPECT_EQ(alignedImageFile(9), workingFolder() / "alignedImage0009.tif");
+    EXPECT_EQ(alignedImageFile(10), workingFolder() / "alignedImage0010.tif");
+    EXPECT_EQ(alignedImageFile(15), workingFolder() / "alignedImage0015.tif");
+    EXPECT_THROW((void)alignedImageFile(16), std::out_of_range);
 }
 
 TEST(HorizontalFieldOfView, IsThatOfTheLensOnTheSmallFrame) {
-    EXPECT_THAT(HorizontalFieldOfView(24, {900, 600}, false), Optional(DoubleNear(73.74, 0.01)));
-    EXPECT_THAT(HorizontalFieldOfView(50, {6000, 4000}, false), Optional(DoubleNear(39.60, 0.01)));
+    EXPECT_THAT(horizontalFieldOfView(24, {900, 600}, false), Optional(DoubleNear(73.74, 0.01)));
+    EXPECT_THAT(horizontalFieldOfView(50, {6000, 4000}, false), Optional(DoubleNear(39.60, 0.01)));
 }
 
 TEST(HorizontalFieldOfView, OfAPortraitIsTheNarrowOne) {
-    EXPECT_THAT(HorizontalFieldOfView(24, {600, 900}, false), Optional(DoubleNear(53.13, 0.01)));
+    EXPECT_THAT(horizontalFieldOfView(24, {600, 900}, false), Optional(DoubleNear(53.13, 0.01)));
 }
 
 TEST(HorizontalFieldOfView, OfAnotherShapeComparesTheDiagonals) {
     // 4:3 with the small frame's diagonal is 34.61 mm wide.
-    EXPECT_THAT(HorizontalFieldOfView(24, {4000, 3000}, false), Optional(DoubleNear(71.60, 0.01)));
+    EXPECT_THAT(horizontalFieldOfView(24, {4000, 3000}, false), Optional(DoubleNear(71.60, 0.01)));
 }
 
 TEST(HorizontalFieldOfView, OfAFisheyeGrowsEvenly) {
-    EXPECT_THAT(HorizontalFieldOfView(15, {900, 600}, true),
+    EXPECT_THAT(horizontalFieldOfView(15, {900, 600}, true),
                 Optional(DoubleNear(36 / 15.0 * 180 / M_PI, 0.01)));
 }
 
 TEST(HorizontalFieldOfView, OfNoLensThereIsNone) {
-    EXPECT_EQ(HorizontalFieldOfView(0, {900, 600}, false), std::nullopt);
-    EXPECT_EQ(HorizontalFieldOfView(-24, {900, 600}, false), std::nullopt);
-    EXPECT_EQ(HorizontalFieldOfView(std::nan(""), {900, 600}, false), std::nullopt);
-    EXPECT_EQ(HorizontalFieldOfView(24, {}, false), std::nullopt);
-    EXPECT_EQ(HorizontalFieldOfView(0.1, {900, 600}, false), std::nullopt);
-    EXPECT_EQ(HorizontalFieldOfView(1, {900, 600}, true), std::nullopt);
-    EXPECT_EQ(HorizontalFieldOfView(1e6, {900, 600}, false), std::nullopt);
+    EXPECT_EQ(horizontalFieldOfView(0, {900, 600}, false), std::nullopt);
+    EXPECT_EQ(horizontalFieldOfView(-24, {900, 600}, false), std::nullopt);
+    EXPECT_EQ(horizontalFieldOfView(std::nan(""), {900, 600}, false), std::nullopt);
+    EXPECT_EQ(horizontalFieldOfView(24, {}, false), std::nullopt);
+    EXPECT_EQ(horizontalFieldOfView(0.1, {900, 600}, false), std::nullopt);
+    EXPECT_EQ(horizontalFieldOfView(1, {900, 600}, true), std::nullopt);
+    EXPECT_EQ(horizontalFieldOfView(1e6, {900, 600}, false), std::nullopt);
 }
 
-class AlignCommandProgramTest : public test::ProgramTest {
+class AlignCommandProgramTest : public test::WindowsTest {
   protected:
     // The command line of a run for what the cells hold now; none when it cannot be made.
     static std::optional<std::string> wholeLine() {
-        const auto tool = AlignTool();
+        const auto tool = alignTool();
         if (!tool) return std::nullopt;
-        std::string command = AlignCommandText(*tool, AlignedImagePrefix(), CurrentAlignSettings());
+        std::string command = alignCommandText(*tool, alignedImagePrefix(), currentAlignSettings());
         if (!AlignmentRun().appendInputs(command)) return std::nullopt;
         return command;
     }
@@ -205,10 +206,10 @@ TEST_F(AlignCommandProgramTest, TheGlobalsAreTheSettings) {
 }
 
 TEST_F(AlignCommandProgramTest, AToolThatIsNotInstalledCountsAsMissing) {
-    EXPECT_TRUE(AlignTool().has_value());
+    EXPECT_TRUE(alignTool().has_value());
     const QByteArray path = qgetenv("PATH");
     qputenv("PATH", QByteArray::fromStdString(folder.path().native()));
-    EXPECT_FALSE(AlignTool().has_value());
+    EXPECT_FALSE(alignTool().has_value());
     qputenv("PATH", path);
 }
 

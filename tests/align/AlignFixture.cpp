@@ -1,37 +1,16 @@
 #include "align/AlignFixture.h"
 
-#include <sys/stat.h>
-
-#include <QApplication>
 #include <QPushButton>
 #include <QTest>
-#include <fstream>
 
-#include "imaging/ImageDecoder.h"
+#include "imaging/decoding/ImageDecoder.h"
 #include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
+#include "support/ShownWindow.h"
 
 namespace lumaweave::test {
 
 namespace fs = std::filesystem;
-
-namespace {
-
-template <typename Window>
-Window* shown() {
-    for (QWidget* window : QApplication::topLevelWidgets()) {
-        auto* found = qobject_cast<Window*>(window);
-        if (found != nullptr && found->isVisible()) return found;
-    }
-    return nullptr;
-}
-
-template <typename Window>
-void whenShown(const std::function<void(Window&)>& action) {
-    whenTrue([] { return shown<Window>() != nullptr; }, [action] { action(*shown<Window>()); });
-}
-
-}  // namespace
 
 AutoAlignSettings* AlignTest::settingsDialog() {
     return shown<AutoAlignSettings>();
@@ -69,14 +48,11 @@ void AlignTest::replaceAlignTool(const std::string& script) {
 }
 
 void AlignTest::makeAlignToolWait(const std::string& script) {
-    pipe_ = folder / "go on";
-    ASSERT_EQ(mkfifo(pipe_.c_str(), 0600), 0);
-    replaceAlignTool("touch '" + (folder / "started").native() + "'\ncat '" + pipe_.native() +
-                     "' > /dev/null\n" + script);
+    replaceAlignTool(waiting_.script() + script);
 }
 
 void AlignTest::letGo() {
-    std::ofstream(pipe_) << "go";
+    waiting_.letGo();
 }
 
 std::vector<fs::path> AlignTest::makeShots(int count, int width, int height) {

@@ -8,7 +8,8 @@
 #include "align/AutoAlignProgress.h"
 #include "align/AutoAlignSettings.h"
 #include "support/FakeTools.h"
-#include "support/ProgramFixture.h"
+#include "support/WaitingTool.h"
+#include "support/WindowsFixture.h"
 
 namespace lumaweave {
 class SourcesWindow;
@@ -17,7 +18,7 @@ class SourcesWindow;
 namespace lumaweave::test {
 
 // The program, and a person who aligns the stack that is loaded.
-class AlignTest : public ProgramTest {
+class AlignTest : public WindowsTest {
   protected:
     AlignTest() : sources(*windows->sourcesWindow()) {}
 
@@ -59,7 +60,7 @@ class AlignTest : public ProgramTest {
     static constexpr auto complete = "auto align complete, now re-enfuse everything...";
 
   private:
-    std::filesystem::path pipe_;
+    WaitingTool waiting_{folder.path()};
 };
 
 }  // namespace lumaweave::test

@@ -7,13 +7,13 @@
 
 #include "align/AlignCommand.h"
 #include "align/AlignFixture.h"
-#include "app/SharedState.h"
-#include "fusion/WorkingFiles.h"
-#include "imaging/ImageDecoder.h"
-#include "imaging/VipsLibrary.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "imaging/formats/VipsLibrary.h"
 #include "preview/PreviewWindow.h"
 #include "sources/SourceCellImageView.h"
 #include "sources/SourceCellViewController.h"
+#include "stack/SharedState.h"
+#include "stack/WorkingFiles.h"
 #include "support/PrivateMemory.h"
 #include "widgets/ImageView.h"
 
@@ -126,7 +126,7 @@ TEST_F(UncoveredEdgeTest, TheDetailCropAndItsFusionHaveNoDarkFringe) {
     EXPECT_TRUE(hasTransparentPixels(crop));
     EXPECT_NEAR(darkestSeen(crop), shade, tolerance);
     // The first shot covers what the second does not.
-    const Image fused = decodeImage(GetURLToEnfusedDetailFile());
+    const Image fused = decodeImage(enfusedDetailFile());
     EXPECT_NEAR(darkestSeen(fused), shade, tolerance);
     const QImage shown = windows->previewWindow()->detailView()->image();
     EXPECT_NEAR(shown.pixelColor(shown.rect().center()).red(), shade * 255, 2.5);

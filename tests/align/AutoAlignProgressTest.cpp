@@ -11,9 +11,7 @@
 
 #include "align/AlignCommand.h"
 #include "align/AlignFixture.h"
-#include "app/SharedState.h"
-#include "fusion/WorkingFiles.h"
-#include "imaging/ImageDecoder.h"
+#include "imaging/decoding/ImageDecoder.h"
 #include "platform/Log.h"
 #include "platform/Resources.h"
 #include "platform/Threads.h"
@@ -23,6 +21,8 @@
 #include "sources/SourceCellImageView.h"
 #include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
+#include "stack/SharedState.h"
+#include "stack/WorkingFiles.h"
 #include "widgets/ImageView.h"
 
 namespace lumaweave {
@@ -115,8 +115,8 @@ TEST_F(AutoAlignProgressTest, WhatACellShowsAndWhatFusionsReadFollowTheAlignedFi
     testing::internal::CaptureStdout();
     fuseFullSize(folder / "fused.tif");
     EXPECT_THAT(linesStartingWith(testing::internal::GetCapturedStdout(), "\"").front(),
-                testing::EndsWith('"' + GetURLToAlignedImage(0).native() + "\" \"" +
-                                  GetURLToAlignedImage(1).native() + '"'));
+                testing::EndsWith('"' + alignedImageFile(0).native() + "\" \"" +
+                                  alignedImageFile(1).native() + '"'));
     EXPECT_EQ(decodeImage(folder / "fused.tif").size(), QSizeF(90, 60));
 }
 
@@ -143,7 +143,7 @@ TEST_F(AutoAlignProgressTest, OneFilledCellIsReassignedAndNoPreviewFollows) {
     const Image before = cell(0).theImage();
     const std::string output = runAlignment();  // the real adapter hands a single shot through
     EXPECT_EQ(alignLines(output).size(), 1U);
-    EXPECT_EQ(cell(0).urlToImageFile(), GetURLToAlignedImage(0));
+    EXPECT_EQ(cell(0).urlToImageFile(), alignedImageFile(0));
     EXPECT_FALSE(cell(0).theImage().sharesPixelsWith(before));
     EXPECT_EQ(differenceBetween(cell(0).theImage(), before).largest, 0);
     EXPECT_THAT(previewLines(output), IsEmpty());
@@ -151,7 +151,7 @@ TEST_F(AutoAlignProgressTest, OneFilledCellIsReassignedAndNoPreviewFollows) {
     EXPECT_EQ(log.count(complete), 1);
     // And once more, its own file being the input now.
     EXPECT_THAT(alignLines(runAlignment()).front(),
-                testing::EndsWith('"' + GetURLToAlignedImage(0).native() + '"'));
+                testing::EndsWith('"' + alignedImageFile(0).native() + '"'));
     EXPECT_EQ(differenceBetween(cell(0).theImage(), before).largest, 0);
     EXPECT_THAT(alerts.texts(), IsEmpty());
 }
@@ -163,10 +163,10 @@ TEST_F(AutoAlignProgressTest, ALoadFailureAtCell2Of4KeepsItsImageAndLeavesCell3)
     replaceAlignTool(std::string(copyEveryInput) + "rm \"$(alignedName 2)\"\n");
     const std::string output = alignAndGiveOutput();
     EXPECT_THAT(alerts.texts(), ElementsAre(loadingFailed));
-    expectCellShows(0, GetURLToAlignedImage(0));
-    expectCellShows(1, GetURLToAlignedImage(1));
-    EXPECT_EQ(cell(2).urlToImageFile(), GetURLToAlignedImage(2));
-    EXPECT_FALSE(fs::exists(GetURLToAlignedImage(2)));
+    expectCellShows(0, alignedImageFile(0));
+    expectCellShows(1, alignedImageFile(1));
+    EXPECT_EQ(cell(2).urlToImageFile(), alignedImageFile(2));
+    EXPECT_FALSE(fs::exists(alignedImageFile(2)));
     EXPECT_TRUE(cell(2).theImage().sharesPixelsWith(second));
     EXPECT_EQ(cell(3).urlToImageFile(), GetURLToTIFFedSource(3));
     EXPECT_TRUE(cell(3).theImage().sharesPixelsWith(third));
@@ -184,7 +184,7 @@ TEST_F(AutoAlignProgressTest, TheToolsExitStatusIsNotLookedAt) {
     replaceAlignTool(std::string(copyEveryInput) + "exit 1\n");
     align();
     EXPECT_THAT(alerts.texts(), IsEmpty());
-    EXPECT_EQ(cell(1).urlToImageFile(), GetURLToAlignedImage(1));
+    EXPECT_EQ(cell(1).urlToImageFile(), alignedImageFile(1));
     sources.clearAllCellsAction(nullptr);
     dropAndWait({folder / "shot 0.jpg", folder / "shot 1.jpg"});
     replaceAlignTool("exit 0\n");
@@ -199,8 +199,8 @@ TEST_F(AutoAlignProgressTest, AFileThatIsOnlyHalfWrittenIsTold) {
                      "mv \"$prefix.part\" \"$(alignedName 1)\"\n");
     align();
     EXPECT_THAT(alerts.texts(), ElementsAre(loadingFailed));
-    expectCellShows(0, GetURLToAlignedImage(0));
-    EXPECT_EQ(cell(1).urlToImageFile(), GetURLToAlignedImage(1));
+    expectCellShows(0, alignedImageFile(0));
+    EXPECT_EQ(cell(1).urlToImageFile(), alignedImageFile(1));
     EXPECT_EQ(cell(2).urlToImageFile(), GetURLToTIFFedSource(2));
 }
 
@@ -213,7 +213,7 @@ TEST_F(AutoAlignProgressTest, AFloodOfMessagesDoesNoHarm) {
     (void)alignAndGiveOutput();
     (void)testing::internal::GetCapturedStderr();
     EXPECT_THAT(alerts.texts(), IsEmpty());
-    EXPECT_EQ(cell(1).urlToImageFile(), GetURLToAlignedImage(1));
+    EXPECT_EQ(cell(1).urlToImageFile(), alignedImageFile(1));
 }
 
 // The tool numbers its files by their place in the line, the cells take them by their own number:
@@ -225,11 +225,11 @@ TEST_F(AutoAlignProgressTest, ACellBehindAGapTakesTheFileOfItsOwnNumber) {
     replaceAlignTool(copyEveryInput);
     align();
     // Inputs 0, 1, 2 of the tool were the cells 0, 2, 3.
-    expectCellShows(0, GetURLToAlignedImage(0));
-    EXPECT_EQ(cell(2).urlToImageFile(), GetURLToAlignedImage(2));
+    expectCellShows(0, alignedImageFile(0));
+    EXPECT_EQ(cell(2).urlToImageFile(), alignedImageFile(2));
     EXPECT_EQ(differenceBetween(cell(2).theImage(), lastImage).largest, 0);
-    EXPECT_EQ(cell(3).urlToImageFile(), GetURLToAlignedImage(3));
-    EXPECT_FALSE(fs::exists(GetURLToAlignedImage(3)));
+    EXPECT_EQ(cell(3).urlToImageFile(), alignedImageFile(3));
+    EXPECT_FALSE(fs::exists(alignedImageFile(3)));
     EXPECT_THAT(alerts.texts(), ElementsAre(loadingFailed));
 }
 
@@ -239,7 +239,7 @@ TEST_F(AutoAlignProgressTest, AFailureOnTheSecondStackIsToldAndNothingOfTheFirst
     align();
     EXPECT_THAT(alerts.texts(), IsEmpty());
     sources.clearAllCellsAction(nullptr);
-    ASSERT_TRUE(fs::exists(GetURLToAlignedImage(2))) << "still there from the first stack";
+    ASSERT_TRUE(fs::exists(alignedImageFile(2))) << "still there from the first stack";
     const std::vector<fs::path> second = {picture("second a.jpg", 80, 60, 0.5),
                                           picture("second b.jpg", 80, 60, 2)};
     dropAndWait(second);
@@ -248,7 +248,7 @@ TEST_F(AutoAlignProgressTest, AFailureOnTheSecondStackIsToldAndNothingOfTheFirst
     align();
     EXPECT_THAT(alerts.texts(), ElementsAre(loadingFailed));
     for (int i = 0; i < sourceCellCount; ++i) {
-        EXPECT_FALSE(fs::exists(GetURLToAlignedImage(i))) << i;
+        EXPECT_FALSE(fs::exists(alignedImageFile(i))) << i;
     }
     EXPECT_TRUE(cell(0).theImage().sharesPixelsWith(images[0]));
     EXPECT_TRUE(cell(1).theImage().sharesPixelsWith(images[1]));
@@ -269,12 +269,12 @@ TEST_F(AutoAlignProgressTest, AnAlignedStackIsAlignedOnceMoreFromAndIntoItsFiles
     replaceAlignTool(copyEveryInput);
     const std::string output = alignAndGiveOutput();
     EXPECT_THAT(alignLines(output).front(),
-                testing::EndsWith(" -c 8 -g 5 \"" + GetURLToAlignedImage(0).native() + "\" \"" +
-                                  GetURLToAlignedImage(1).native() + "\" \"" +
-                                  GetURLToAlignedImage(2).native() + '"'));
+                testing::EndsWith(" -c 8 -g 5 \"" + alignedImageFile(0).native() + "\" \"" +
+                                  alignedImageFile(1).native() + "\" \"" +
+                                  alignedImageFile(2).native() + '"'));
     EXPECT_THAT(alerts.texts(), IsEmpty());
     for (int i = 0; i < 3; ++i) {
-        expectCellShows(i, GetURLToAlignedImage(i));
+        expectCellShows(i, alignedImageFile(i));
         EXPECT_EQ(
             differenceBetween(cell(i).theImage(), before[static_cast<std::size_t>(i)]).largest, 0);
     }
@@ -290,9 +290,9 @@ TEST_F(AutoAlignProgressTest, AFailureOnAnAlignedStackIsToldToo) {
     align();
     EXPECT_THAT(alerts.texts(), ElementsAre(loadingFailed));
     EXPECT_TRUE(cell(0).theImage().sharesPixelsWith(before));
-    EXPECT_EQ(cell(0).urlToImageFile(), GetURLToAlignedImage(0));
-    EXPECT_TRUE(fs::exists(GetURLToAlignedImage(0)));
-    EXPECT_EQ(log.count("The alignment tool did not write " + GetURLToAlignedImage(0).native()), 1);
+    EXPECT_EQ(cell(0).urlToImageFile(), alignedImageFile(0));
+    EXPECT_TRUE(fs::exists(alignedImageFile(0)));
+    EXPECT_EQ(log.count("The alignment tool did not write " + alignedImageFile(0).native()), 1);
 }
 
 TEST_F(AutoAlignProgressTest, AnAlignedFileThatACellPointsToIsKeptWhenAnotherCellIsNew) {
@@ -304,11 +304,11 @@ TEST_F(AutoAlignProgressTest, AnAlignedFileThatACellPointsToIsKeptWhenAnotherCel
     EXPECT_EQ(cell(1).urlToImageFile(), GetURLToTIFFedSource(1));
     const std::string output = alignAndGiveOutput();
     EXPECT_THAT(alignLines(output).front(),
-                testing::EndsWith('"' + GetURLToAlignedImage(0).native() + "\" \"" +
+                testing::EndsWith('"' + alignedImageFile(0).native() + "\" \"" +
                                   GetURLToTIFFedSource(1).native() + "\" \"" +
-                                  GetURLToAlignedImage(2).native() + '"'));
+                                  alignedImageFile(2).native() + '"'));
     EXPECT_THAT(alerts.texts(), IsEmpty());
-    expectCellShows(1, GetURLToAlignedImage(1));
+    expectCellShows(1, alignedImageFile(1));
 }
 
 TEST_F(AutoAlignProgressTest, WithoutTheToolThatIsToldAndNothingIsRun) {
@@ -373,7 +373,7 @@ TEST_F(AutoAlignProgressTest, TheSheetIsModalWithoutAnEndAndSaysWhatIsBeingDone)
         whenTrue([this] { return fs::exists(folder / "started"); },
                  [&] {
                      texts.push_back(dialog.textField()->text().toStdString());
-                     SetLogSink([&](std::string_view line) {
+                     setLogSink([&](std::string_view line) {
                          if (!line.starts_with("alignedImage")) return;
                          // Behind what the worker has just handed over.
                          performOnMainThread(
@@ -384,7 +384,7 @@ TEST_F(AutoAlignProgressTest, TheSheetIsModalWithoutAnEndAndSaysWhatIsBeingDone)
                  });
     });
     align();
-    SetLogSink({});
+    setLogSink({});
     EXPECT_THAT(texts, ElementsAre("Finding matching points and aligning 2 shots…"));
     EXPECT_THAT(loading,
                 ElementsAre("Loading aligned shot 1 of 2…", "Loading aligned shot 2 of 2…"));

@@ -3,7 +3,7 @@
 #include <QRect>
 #include <vector>
 
-#include "imaging/Image.h"
+#include "imaging/picture/Image.h"
 
 namespace lumaweave::test {
 

@@ -9,12 +9,12 @@
 
 #include "align/AlignCommand.h"
 #include "align/AlignFixture.h"
-#include "app/SharedState.h"
-#include "fusion/WorkingFiles.h"
 #include "platform/Resources.h"
 #include "platform/Threads.h"
 #include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
+#include "stack/SharedState.h"
+#include "stack/WorkingFiles.h"
 
 namespace lumaweave {
 
@@ -51,8 +51,8 @@ TEST_F(CancelledAlignmentTest, AnswersAtOnceAndTheWorkerGoesOnToItsEnd) {
     letGo();
     ASSERT_TRUE(waitForBackgroundTasks());
     const std::string output = testing::internal::GetCapturedStdout();
-    expectCellShows(0, GetURLToAlignedImage(0));
-    expectCellShows(1, GetURLToAlignedImage(1));
+    expectCellShows(0, alignedImageFile(0));
+    expectCellShows(1, alignedImageFile(1));
     EXPECT_EQ(log.count(complete), 1);
     EXPECT_EQ(previewLines(output).size(), 1U);
     EXPECT_THAT(alerts.texts(), IsEmpty());
@@ -113,10 +113,10 @@ TEST_F(CancelledAlignmentTest, ACellThatWasEmptiedMeanwhileStaysEmpty) {
     cell(1).removeCellAction(nullptr);
     letGo();
     ASSERT_TRUE(waitForBackgroundTasks());
-    expectCellShows(0, GetURLToAlignedImage(0));
+    expectCellShows(0, alignedImageFile(0));
     EXPECT_TRUE(cell(1).urlToImageFile().empty());
     EXPECT_TRUE(cell(1).theImage().isNull());
-    expectCellShows(2, GetURLToAlignedImage(2));
+    expectCellShows(2, alignedImageFile(2));
     EXPECT_EQ(gNumSourceImages, 2);
     EXPECT_THAT(alerts.texts(), IsEmpty());
 }
@@ -170,7 +170,7 @@ TEST_F(AlignmentFromAnotherThreadTest, TheSheetOpensOnTheMainThreadWhileTheCalle
     ASSERT_TRUE(waitForBackgroundTasks());
     EXPECT_TRUE(returned);
     EXPECT_EQ(sheet(), nullptr);
-    expectCellShows(1, GetURLToAlignedImage(1));
+    expectCellShows(1, alignedImageFile(1));
     EXPECT_EQ(log.count(complete), 1) << "and the preview follows as ever";
 }
 

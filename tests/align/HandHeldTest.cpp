@@ -11,14 +11,15 @@
 
 #include "align/AlignCommand.h"
 #include "align/AlignFixture.h"
+#include "align/AlignSettings.h"
 #include "align/BlockShifts.h"
-#include "app/SharedState.h"
-#include "fusion/EnfuseSettingsWindow.h"
-#include "fusion/WorkingFiles.h"
-#include "imaging/ImageDecoder.h"
+#include "imaging/decoding/ImageDecoder.h"
 #include "preview/PreviewWindow.h"
+#include "settings/EnfuseSettingsWindow.h"
 #include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
+#include "stack/SharedState.h"
+#include "stack/WorkingFiles.h"
 #include "support/FormatFixtures.h"
 #include "widgets/ImageView.h"
 
@@ -176,11 +177,11 @@ TEST_F(HandHeldTest, AlignedFloatsAreFusedIntoIntegersAsTheyAre) {
 TEST_F(HandHeldTest, TheToolIsToldTheLensThatTheFilesName) {
     dropAndWait(handHeldShots());
     align();
-    EXPECT_EQ(readFile(AlignedFieldOfViewFile()), "73.740\n");
+    EXPECT_EQ(readFile(alignedFieldOfViewFile()), "73.740\n");
     windows->sourcesWindow()->clearAllCellsAction(nullptr);
     dropAndWait(makeShots(2));  // without a word of the camera
     align();
-    EXPECT_FALSE(fs::exists(AlignedFieldOfViewFile()));
+    EXPECT_FALSE(fs::exists(alignedFieldOfViewFile()));
 }
 
 TEST_F(HandHeldTest, AnAlignedStackMayBeAlignedOnceMore) {
@@ -188,7 +189,7 @@ TEST_F(HandHeldTest, AnAlignedStackMayBeAlignedOnceMore) {
     align();
     align();
     EXPECT_THAT(alerts.texts(), IsEmpty());
-    EXPECT_EQ(cell(2).urlToImageFile(), GetURLToAlignedImage(2));
+    EXPECT_EQ(cell(2).urlToImageFile(), alignedImageFile(2));
     const std::vector<Image> after = images(3);
     constexpr int nineOfTen = (blocks * 9 + 9) / 10;
     EXPECT_THAT(blocksThatFit(after, commonArea(after)), ElementsAre(Ge(nineOfTen), Ge(nineOfTen)));
@@ -231,7 +232,7 @@ TEST_F(HandHeldTest, ShotsWithoutAnyTextureAreToldAsAFailure) {
     align();
     EXPECT_THAT(alerts.texts(), ElementsAre(loadingFailed));
     EXPECT_TRUE(cell(0).theImage().sharesPixelsWith(before));
-    EXPECT_EQ(cell(0).urlToImageFile(), GetURLToAlignedImage(0));
+    EXPECT_EQ(cell(0).urlToImageFile(), alignedImageFile(0));
     EXPECT_EQ(cell(1).urlToImageFile(), GetURLToTIFFedSource(1));
     EXPECT_EQ(log.count(complete), 1);
 }
@@ -270,7 +271,7 @@ TEST_F(HandHeldTest, SixteenShotsAreAligned) {
     align();
     EXPECT_THAT(alerts.texts(), IsEmpty());
     for (int i = 0; i < sourceCellCount; ++i) {
-        EXPECT_EQ(cell(i).urlToImageFile(), GetURLToAlignedImage(i));
+        EXPECT_EQ(cell(i).urlToImageFile(), alignedImageFile(i));
         EXPECT_EQ(cell(i).theImage().size(), QSizeF(450, 300));
     }
     EXPECT_FALSE(windows->previewWindow()->enfuseImage().isNull());
@@ -284,7 +285,7 @@ TEST_F(HandHeldTest, EverySettingIsTakenByTheTool) {
     gAA_AssumeFullFrameFisheye = gAA_OptimizeFOV = true;
     align();
     EXPECT_THAT(alerts.texts(), IsEmpty());
-    EXPECT_EQ(readFile(AlignedFieldOfViewFile()), "85.944\n") << "as a fisheye's";
+    EXPECT_EQ(readFile(alignedFieldOfViewFile()), "85.944\n") << "as a fisheye's";
 }
 
 }  // namespace lumaweave

@@ -1,15 +1,27 @@
 #include "app/MainInterface.h"
 
 #include <QAbstractButton>
+#include <QButtonGroup>
 #include <QDockWidget>
 #include <QLabel>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QSettings>
+#include <QStatusBar>
+#include <QTest>
 #include <map>
 
+#include "batch/BatchSettings.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "preview/PreviewWindow.h"
+#include "sources/SourcesWindow.h"
+#include "stack/BatchActivity.h"
+#include "stack/SharedState.h"
+#include "stack/WorkingFiles.h"
 #include "support/ProgramFixture.h"
+#include "support/ShownWindow.h"
+#include "widgets/ImageView.h"
 
 namespace lumaweave {
 
@@ -86,6 +98,68 @@ TEST_F(MainInterfaceTest, AboutNamesTheProgramAndItsVersion) {
     windows->findChild<QAction*>("aboutAction")->trigger();
     ASSERT_EQ(alerts.texts().size(), 1U);
     EXPECT_THAT(alerts.texts().front(), testing::StartsWith("Lumaweave 0."));
+}
+
+TEST_F(MainInterfaceTest, FilesAddedBeforeTheFirstLayoutWaitForIt) {
+    windows.reset();
+    windows = std::make_unique<MainInterface>();
+    windows->openFiles(makeBracket(folder.path(), 90, 60, 2));
+    EXPECT_EQ(windows->sourcesWindow()->loadDialog(), nullptr);
+    windows->show();
+    EXPECT_TRUE(waitUntil([] { return gNumSourceImages == 2; }));
+    EXPECT_TRUE(waitForBackgroundTasks());
+    const Image scaled = decodeImage(GetURLToScaledSourceFile(0));
+    EXPECT_EQ(scaled.pixelsWide(), windows->previewWindow()->enfusedView()->width());
+}
+
+TEST_F(MainInterfaceTest, TheMenuOffersToShowTheResultAsAPanorama) {
+    const QAbstractButton* choice =
+        windows->previewWindow()->afterEnfusingRadioButtons()->button(PreviewWindow::showPanorama);
+    ASSERT_TRUE(choice->isEnabled());
+    QAction* found = nullptr;
+    for (QAction* action : windows->findChildren<QAction*>()) {
+        if (action->text() == choice->text()) found = action;
+    }
+    ASSERT_NE(found, nullptr);
+    found->trigger();
+    EXPECT_TRUE(choice->isChecked());
+    EXPECT_FALSE(found->shortcut().isEmpty());
+}
+
+TEST_F(MainInterfaceTest, ABatchTakesItsCommandsAwayAndTheStatusLineSaysWhenItIsBeingFinished) {
+    const std::vector<QAction*> refused = {windows->findChild<QAction*>("batchAction"),
+                                           windows->findChild<QAction*>("addImagesAction"),
+                                           windows->findChild<QAction*>("clearAllAction")};
+    BatchActivity::instance().setPhase(BatchActivity::Phase::running);
+    for (const QAction* action : refused)
+        EXPECT_FALSE(action->isEnabled()) << action->objectName().toStdString();
+    EXPECT_FALSE(windows->sourcesWindow()->isEnabled());
+    EXPECT_EQ(windows->statusBar()->currentMessage(), "");
+    BatchActivity::instance().setPhase(BatchActivity::Phase::finishing);
+    EXPECT_THAT(windows->statusBar()->currentMessage().toStdString(),
+                testing::HasSubstr("current set is still being finished"));
+    for (const QAction* action : refused)
+        EXPECT_FALSE(action->isEnabled()) << action->objectName().toStdString();
+    BatchActivity::instance().setPhase(BatchActivity::Phase::none);
+    EXPECT_EQ(windows->statusBar()->currentMessage(), "");
+    for (const QAction* action : refused)
+        EXPECT_TRUE(action->isEnabled()) << action->objectName().toStdString();
+    EXPECT_TRUE(windows->sourcesWindow()->isEnabled());
+}
+
+TEST_F(MainInterfaceTest, TheAlignItemHasItsKey) {
+    EXPECT_EQ(windows->sourcesWindow()->alignAction()->shortcut(), QKeySequence("Ctrl+L"));
+}
+
+// Stands for all that the menu does: the dialog comes up, and Esc ends it.
+TEST_F(MainInterfaceTest, TheBatchItemAsksForTheSettings) {
+    bool asked = false;
+    whenShown<BatchSettingsDialog>([&asked](BatchSettingsDialog& dialog) {
+        asked = true;
+        QTest::keyClick(&dialog, Qt::Key_Escape);
+    });
+    windows->findChild<QAction*>("batchAction")->trigger();
+    EXPECT_TRUE(asked);
 }
 
 }  // namespace lumaweave

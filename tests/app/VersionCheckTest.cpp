@@ -14,14 +14,14 @@
 #include <atomic>
 
 #include "app/AppDelegate.h"
-#include "app/FeedDownload.h"
-#include "app/SharedState.h"
-#include "fusion/EnfuseSettingsWindow.h"
 #include "platform/Threads.h"
+#include "settings/EnfuseSettingsWindow.h"
 #include "sources/SourceCellViewController.h"
+#include "stack/SharedState.h"
 #include "support/FeedServer.h"
 #include "support/ProgramFixture.h"
 #include "support/UrlOpener.h"
+#include "update/FeedDownload.h"
 
 namespace lumaweave {
 
@@ -277,7 +277,7 @@ TEST_F(VersionCheckTest, TheOfferIsShownOnTheMainThreadAndItsThreadWaitsForThePe
 }
 
 TEST_F(VersionCheckTest, NothingIsOfferedOnceTheProgramQuits) {
-    gAppDelegate = nullptr;
+    AppDelegate::stopPresentingAlerts();
     checkFeed(updateFeed("9", "1", "News"));
     EXPECT_THAT(alerts.texts(), IsEmpty());
     EXPECT_EQ(log.count("News"), 1);

@@ -3,12 +3,12 @@
 #include <QCheckBox>
 #include <fstream>
 
-#include "app/SharedState.h"
 #include "batch/BatchFixture.h"
-#include "fusion/EnfuseSettingsWindow.h"
-#include "imaging/ImageDecoder.h"
+#include "imaging/decoding/ImageDecoder.h"
 #include "platform/Resources.h"
 #include "platform/WorkingFolder.h"
+#include "settings/EnfuseSettingsWindow.h"
+#include "stack/SharedState.h"
 #include "support/FileSizeLimit.h"
 
 namespace lumaweave {

@@ -1,43 +1,26 @@
 #include "batch/BatchFixture.h"
 
-#include <sys/stat.h>
-
-#include <QAction>
-#include <QApplication>
 #include <QCheckBox>
 #include <QPushButton>
 #include <QSpinBox>
 #include <QTest>
 #include <algorithm>
-#include <fstream>
 
-#include "app/SharedState.h"
-#include "batch/BatchActivity.h"
-#include "fusion/EnfuseSettingsWindow.h"
+#include "settings/EnfuseSettingsWindow.h"
 #include "sources/SourcesWindow.h"
+#include "stack/BatchActivity.h"
+#include "stack/SharedState.h"
+#include "support/ShownWindow.h"
 
 namespace lumaweave::test {
 
 namespace fs = std::filesystem;
 
-namespace {
-
-template <typename Window>
-Window* shown() {
-    for (QWidget* window : QApplication::topLevelWidgets()) {
-        auto* found = qobject_cast<Window*>(window);
-        if (found != nullptr && found->isVisible()) return found;
-    }
-    return nullptr;
-}
-
-}  // namespace
-
 BatchTest::BatchTest() {
     windows->settingsPanel()->preserveEXIFCheckBox()->setChecked(false);
     fs::create_directory(photos());
     chosen = {photos()};
-    SetBatchFolderChooser([this] {
+    setBatchFolderChooser([this] {
         ++timesAsked;
         return chosen;
     });
@@ -45,7 +28,7 @@ BatchTest::BatchTest() {
 
 BatchTest::~BatchTest() {
     EXPECT_TRUE(waitForBackgroundTasks());
-    SetBatchFolderChooser({});
+    setBatchFolderChooser({});
 }
 
 BatchSettingsDialog* BatchTest::settingsDialog() {
@@ -73,9 +56,7 @@ void BatchTest::batch(int shots, bool align) {
                  dialog->autoAlignCheckBox()->setChecked(align);
                  QTest::mouseClick(button(dialog, "chooseFolderButton"), Qt::LeftButton);
              });
-    auto* action = windows->findChild<QAction*>("batchAction");
-    ASSERT_TRUE(action->isEnabled());
-    action->trigger();
+    fuseFolder();
     EXPECT_TRUE(waitForBackgroundTasks());
 }
 
@@ -84,22 +65,17 @@ void BatchTest::copyWithTool() {
 }
 
 void BatchTest::makeToolWait(const std::string& name, const std::string& script) {
-    const fs::path pipe = folder / "go on";
-    if (!fs::exists(pipe)) {
-        ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    }
     replaceTool(name, std::string(name == "enfuse-openmp" ? takeArguments : takeAlignArguments) +
                           "case $out in *EnfusedPreview.tif|*EnfusedDetail.tif) exit ;; esac\n" +
-                          "touch '" + (folder / "started").native() + "'\ncat '" + pipe.native() +
-                          "' > /dev/null\n" + script);
+                          waiting_.script() + script);
 }
 
 void BatchTest::letGo() const {
-    std::ofstream(folder / "go on") << "go";
+    waiting_.letGo();
 }
 
 bool BatchTest::toolWaits() const {
-    return fs::exists(folder / "started");
+    return waiting_.waits();
 }
 
 QPushButton* BatchTest::button(QWidget* window, const char* name) {
@@ -126,8 +102,6 @@ void BatchTest::expectAtRest() const {
     EXPECT_FALSE(BatchActivity::isRunning());
     EXPECT_EQ(gNumSourceImages, 0);
     EXPECT_TRUE(windows->sourcesWindow()->isEnabled());
-    for (const char* name : {"batchAction", "addImagesAction", "clearAllAction"})
-        EXPECT_TRUE(windows->findChild<QAction*>(name)->isEnabled()) << name;
     EXPECT_EQ(sheet(), nullptr);
 }
 

@@ -7,12 +7,13 @@
 #include "batch/BatchProgress.h"
 #include "batch/BatchSettings.h"
 #include "support/FakeTools.h"
-#include "support/ProgramFixture.h"
+#include "support/WaitingTool.h"
+#include "support/WindowsFixture.h"
 
 namespace lumaweave::test {
 
-// The program, and a person who fuses a folder. Metadata is not carried over unless a test says so.
-class BatchTest : public ProgramTest {
+// The windows, and a user who fuses a folder. Metadata is not carried over unless a test says so.
+class BatchTest : public WindowsTest {
   protected:
     BatchTest();
     ~BatchTest() override;
@@ -23,7 +24,7 @@ class BatchTest : public ProgramTest {
 
     // Small pictures of these names in the batch folder.
     void makeFiles(const std::vector<std::string>& names, int width = 60, int height = 40) const;
-    // Chooses the menu item, so many shots, and the folder. Returns when all has ended.
+    // Chooses so many shots, and the folder. Returns when all has ended.
     void batch(int shots, bool align = false);
     // The tool leaves its last input, after it has written its line into tool().
     void copyWithTool();
@@ -53,6 +54,9 @@ class BatchTest : public ProgramTest {
 
     std::vector<std::filesystem::path> chosen;
     int timesAsked = 0;
+
+  private:
+    WaitingTool waiting_{folder.path()};
 };
 
 }  // namespace lumaweave::test

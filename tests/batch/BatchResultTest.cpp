@@ -9,12 +9,12 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "app/SharedState.h"
 #include "batch/BatchFixture.h"
-#include "fusion/EnfuseSettingsWindow.h"
-#include "imaging/ImageDecoder.h"
-#include "imaging/VipsLibrary.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "imaging/formats/VipsLibrary.h"
 #include "platform/WorkingFolder.h"
+#include "settings/EnfuseSettingsWindow.h"
+#include "stack/SharedState.h"
 #include "support/ExifTool.h"
 #include "support/PrivateMemory.h"
 

@@ -7,9 +7,10 @@
 #include <QProgressBar>
 #include <QTest>
 
-#include "app/SharedState.h"
 #include "batch/BatchFixture.h"
-#include "imaging/ImageDecoder.h"
+#include "batch/BatchState.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "stack/SharedState.h"
 
 namespace lumaweave {
 

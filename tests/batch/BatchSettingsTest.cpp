@@ -13,8 +13,9 @@
 #include <QSpinBox>
 #include <QTest>
 
-#include "app/SharedState.h"
 #include "batch/BatchFixture.h"
+#include "batch/BatchState.h"
+#include "stack/SharedState.h"
 
 namespace lumaweave {
 
@@ -59,7 +60,7 @@ TEST_F(BatchSettingsTest, CancellingTheSettingsStoresNothing) {
                  settingsDialog()->bracketCount()->setValue(9);
                  QTest::mouseClick(button(settingsDialog(), "cancelButton"), Qt::LeftButton);
              });
-    windows->findChild<QAction*>("batchAction")->trigger();
+    fuseFolder();
     EXPECT_EQ(gNumImagesInBatchSet, before);
     EXPECT_EQ(timesAsked, 0);
 }
@@ -89,7 +90,7 @@ TEST_F(BatchSettingsTest, EscStoresNothingAndAsksForNoFolder) {
                  settingsDialog()->autoAlignCheckBox()->toggle();
                  QTest::keyClick(settingsDialog(), Qt::Key_Escape);
              });
-    windows->findChild<QAction*>("batchAction")->trigger();
+    fuseFolder();
     EXPECT_EQ(gAutoAlignDuringBatch, before);
     EXPECT_EQ(timesAsked, 0);
 }
@@ -106,7 +107,7 @@ TEST_F(BatchSettingsTest, TheSettingsOfTheLastBatchAreOfferedAgain) {
 TEST_F(BatchSettingsTest, TheFolderIsChosenInAPanelOfItsTitle) {
     makeFiles({"a.jpg", "b.jpg"});
     copyWithTool();
-    SetBatchFolderChooser({});
+    setBatchFolderChooser({});
     QString title;
     whenTrue([] { return panel() != nullptr; },
              [&] {
@@ -129,7 +130,7 @@ TEST_F(BatchSettingsTest, TheFolderIsChosenInAPanelOfItsTitle) {
 
 TEST_F(BatchSettingsTest, CancellingThePanelStartsNothing) {
     makeFiles({"a.jpg", "b.jpg"});
-    SetBatchFolderChooser({});
+    setBatchFolderChooser({});
     whenTrue([] { return panel() != nullptr; }, [] { press(QDialogButtonBox::Cancel); });
     batch(2);
     expectNothingWasStarted();
@@ -138,7 +139,7 @@ TEST_F(BatchSettingsTest, CancellingThePanelStartsNothing) {
 
 TEST_F(BatchSettingsTest, ThePanelTakesNoPlainFile) {
     makeFiles({"a.jpg", "b.jpg"});
-    SetBatchFolderChooser({});
+    setBatchFolderChooser({});
     whenTrue([] { return panel() != nullptr; },
              [this] {
                  choose(photos() / "a.jpg");

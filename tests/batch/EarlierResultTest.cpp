@@ -2,8 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include "support/LogRecorder.h"
 #include "support/Pictures.h"
-#include "support/Recorders.h"
 #include "support/TestFolder.h"
 
 namespace lumaweave {

@@ -7,16 +7,16 @@
 #include <set>
 #include <vector>
 
-#include "imaging/Conversion.h"
-#include "imaging/ImageDecoder.h"
-#include "imaging/TiffFile.h"
-#include "imaging/TiffWriter.h"
-#include "imaging/VipsLibrary.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "imaging/formats/VipsLibrary.h"
+#include "imaging/tiff/Conversion.h"
+#include "imaging/tiff/TiffFile.h"
+#include "imaging/tiff/TiffWriter.h"
 #include "platform/WorkingFolder.h"
 #include "support/FileSizeLimit.h"
 #include "support/FormatFixtures.h"
+#include "support/LogRecorder.h"
 #include "support/Pictures.h"
-#include "support/Recorders.h"
 #include "support/TestFolder.h"
 
 namespace lumaweave {

@@ -5,9 +5,9 @@
 #include <filesystem>
 #include <locale>
 
-#include "app/AppDelegate.h"
 #include "platform/Resources.h"
-#include "support/ProgramFixture.h"
+#include "settings/FusionSettings.h"
+#include "support/WindowsFixture.h"
 
 namespace lumaweave {
 
@@ -15,7 +15,7 @@ namespace {
 
 std::string line(const FusionSettings& settings,
                  const std::filesystem::path& output = "/tmp/EnfusedPreview.tif") {
-    return EnfuseCommandText("/App/Enfuse/enfuse-openmp", output, settings);
+    return enfuseCommandText("/App/Enfuse/enfuse-openmp", output, settings);
 }
 
 const std::string head = R"("/App/Enfuse/enfuse-openmp")";
@@ -181,7 +181,7 @@ TEST(EnfuseCommand, ACommaLocaleChangesNothing) {
     std::locale::global(before);
 }
 
-using EnfuseCommandProgramTest = test::ProgramTest;
+using EnfuseCommandProgramTest = test::WindowsTest;
 
 TEST_F(EnfuseCommandProgramTest, ReadsThePanelAndTheResources) {
     const auto command = CreateEnfuseCommandString("/tmp/out file.tif");

@@ -4,18 +4,19 @@
 #include <QTest>
 #include <fstream>
 
-#include "app/Services.h"
-#include "app/SharedState.h"
-#include "fusion/EnfuseSettingsWindow.h"
-#include "fusion/WorkingFiles.h"
-#include "imaging/ImageDecoder.h"
+#include "imaging/decoding/ImageDecoder.h"
 #include "platform/Resources.h"
+#include "platform/ShellQuoting.h"
 #include "platform/Threads.h"
 #include "platform/WorkingFolder.h"
 #include "preview/PreviewWindow.h"
+#include "settings/EnfuseSettingsWindow.h"
 #include "sources/SourceCellViewController.h"
+#include "stack/SharedState.h"
+#include "stack/Turns.h"
+#include "stack/WorkingFiles.h"
 #include "support/FakeTools.h"
-#include "support/ProgramFixture.h"
+#include "support/WindowsFixture.h"
 #include "widgets/ImageView.h"
 
 namespace lumaweave {
@@ -29,14 +30,14 @@ using testing::SizeIs;
 
 TEST(WorkingFiles, HaveFixedNamesInTheWorkingFolder) {
     EXPECT_EQ(GetURLToEnfusedPreviewFile(), workingFolder() / "EnfusedPreview.tif");
-    EXPECT_EQ(GetURLToEnfusedDetailFile(), workingFolder() / "EnfusedDetail.tif");
+    EXPECT_EQ(enfusedDetailFile(), workingFolder() / "EnfusedDetail.tif");
     EXPECT_EQ(GetURLToScaledSourceFile(0), workingFolder() / "ScaledSourceImage 0.tif");
     EXPECT_EQ(GetURLToDetailImageFile(7), workingFolder() / "DetailImage 7.tif");
     EXPECT_EQ(GetURLToTIFFedSource(15), workingFolder() / "ConvertedToTIFF 15.tif");
     EXPECT_FALSE(fs::exists(GetURLToScaledSourceFile(0)));
 }
 
-class EnfuseTest : public ProgramTest {
+class EnfuseTest : public WindowsTest {
   protected:
     void loadShots(int count) { dropAndWait(makeBracket(folder.path(), 90, 60, count)); }
 
@@ -109,7 +110,7 @@ TEST_F(EnfuseTest, TheDetailListsTheCropsOfTheEnabledCells) {
     ASSERT_THAT(commands, SizeIs(1));
     EXPECT_THAT(
         quotedParts(commands.front()),
-        ElementsAre(HasSubstr("enfuse-openmp"), GetURLToEnfusedDetailFile().native(),
+        ElementsAre(HasSubstr("enfuse-openmp"), enfusedDetailFile().native(),
                     GetURLToDetailImageFile(0).native(), GetURLToDetailImageFile(1).native()));
 }
 

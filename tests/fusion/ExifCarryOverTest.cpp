@@ -4,15 +4,15 @@
 #include <QCheckBox>
 #include <QToolButton>
 
-#include "app/SharedState.h"
-#include "fusion/EnfuseSettingsWindow.h"
-#include "imaging/ImageDecoder.h"
-#include "imaging/Metadata.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "imaging/metadata/Metadata.h"
+#include "settings/EnfuseSettingsWindow.h"
 #include "sources/SourceCellViewController.h"
+#include "stack/SharedState.h"
 #include "support/ExifTool.h"
 #include "support/FakeTools.h"
-#include "support/ProgramFixture.h"
 #include "support/TiffPages.h"
+#include "support/WindowsFixture.h"
 
 namespace lumaweave {
 
@@ -36,7 +36,7 @@ constexpr auto unwritableResult =
 
 }  // namespace
 
-class ExifCarryOverTest : public ProgramTest {
+class ExifCarryOverTest : public WindowsTest {
   protected:
     // Three shots of a bracket; those named have an artist of their own, "Artist 0" and so on.
     std::vector<fs::path> bracketWithArtists(const std::vector<int>& indices) {

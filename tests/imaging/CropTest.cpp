@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "ImagingSupport.h"
-#include "imaging/PixelData.h"
+#include "imaging/picture/PixelData.h"
 
 namespace lumaweave {
 

@@ -3,9 +3,9 @@
 #include <filesystem>
 
 #include "ImagingSupport.h"
-#include "imaging/ImageDecoder.h"
-#include "imaging/TiffWriter.h"
-#include "imaging/VipsLibrary.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "imaging/formats/VipsLibrary.h"
+#include "imaging/tiff/TiffWriter.h"
 #include "support/PrivateMemory.h"
 #include "support/TestFolder.h"
 

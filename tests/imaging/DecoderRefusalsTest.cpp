@@ -15,13 +15,13 @@
 #include <vector>
 
 #include "ImagingSupport.h"
-#include "imaging/ImageDecoder.h"
-#include "imaging/VipsLibrary.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "imaging/formats/VipsLibrary.h"
 #include "platform/WorkingFolder.h"
 #include "support/FileSizeLimit.h"
 #include "support/FormatFixtures.h"
+#include "support/LogRecorder.h"
 #include "support/PrivateMemory.h"
-#include "support/Recorders.h"
 #include "support/TestFolder.h"
 
 // What is no photograph, or not a whole one, is refused, and leaves nothing behind.

@@ -6,13 +6,13 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "imaging/ImageDecoder.h"
 #include "imaging/ImagingSupport.h"
-#include "imaging/ReaderJobs.h"
-#include "imaging/TimedSource.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "imaging/formats/TimedSource.h"
+#include "imaging/reader/ReaderJobs.h"
 #include "platform/FileDescriptor.h"
 #include "support/HostileFiles.h"
-#include "support/Recorders.h"
+#include "support/LogRecorder.h"
 #include "support/TestFolder.h"
 
 namespace lumaweave {

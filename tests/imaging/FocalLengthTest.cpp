@@ -1,4 +1,4 @@
-#include "imaging/FocalLength.h"
+#include "imaging/metadata/FocalLength.h"
 
 #include <gmock/gmock.h>
 

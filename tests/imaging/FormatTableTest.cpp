@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "ImagingSupport.h"
-#include "imaging/ImageDecoder.h"
-#include "imaging/VipsLibrary.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "imaging/formats/VipsLibrary.h"
 #include "support/FormatFixtures.h"
 #include "support/TestFolder.h"
 

@@ -1,4 +1,4 @@
-#include "imaging/HeifOrientation.h"
+#include "imaging/formats/HeifOrientation.h"
 
 #include <gtest/gtest.h>
 

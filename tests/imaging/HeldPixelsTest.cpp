@@ -1,11 +1,11 @@
-#include "imaging/HeldPixels.h"
+#include "imaging/formats/HeldPixels.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
 
 #include "imaging/ImagingSupport.h"
-#include "imaging/VipsLibrary.h"
+#include "imaging/formats/VipsLibrary.h"
 #include "support/HostileFiles.h"
 #include "support/TestFolder.h"
 

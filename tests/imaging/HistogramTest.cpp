@@ -1,4 +1,4 @@
-#include "imaging/Histogram.h"
+#include "imaging/picture/Histogram.h"
 
 #include <gmock/gmock.h>
 
@@ -7,10 +7,10 @@
 #include <random>
 #include <vector>
 
-#include "imaging/PixelData.h"
-#include "imaging/ScreenImage.h"
+#include "imaging/picture/PixelData.h"
+#include "imaging/picture/ScreenImage.h"
+#include "support/LogRecorder.h"
 #include "support/Pictures.h"
-#include "support/Recorders.h"
 
 namespace lumaweave {
 

@@ -6,9 +6,9 @@
 #include <random>
 #include <vips/vips8>
 
-#include "imaging/Metadata.h"
 #include "imaging/MetadataSupport.h"
-#include "imaging/MetadataWriter.h"
+#include "imaging/metadata/Metadata.h"
+#include "imaging/metadata/MetadataWriter.h"
 #include "platform/WorkingFolder.h"
 #include "support/Pictures.h"
 #include "support/TestFolder.h"
@@ -34,7 +34,7 @@ class HostileMetadataTest : public testing::Test {
         const auto metadata = readMetadata(source);
         if (metadata == nullptr) return;
         const fs::path result = folder.write("result.tif", pristine);
-        const bool written = copyTiffWithMetadata(result, result, metadata.get());
+        const Outcome written = copyTiffWithMetadata(result, result, metadata.get());
         EXPECT_EQ(tiffPages(result), pages);
         EXPECT_TRUE(written || readFile(result) == pristine);
     }

@@ -1,4 +1,4 @@
-#include "imaging/ImageDecoder.h"
+#include "imaging/decoding/ImageDecoder.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -14,11 +14,11 @@
 #include <vector>
 
 #include "ImagingSupport.h"
-#include "imaging/PixelData.h"
-#include "imaging/TiffFile.h"
-#include "imaging/TiffWriter.h"
-#include "imaging/VipsLibrary.h"
-#include "support/Recorders.h"
+#include "imaging/formats/VipsLibrary.h"
+#include "imaging/picture/PixelData.h"
+#include "imaging/tiff/TiffFile.h"
+#include "imaging/tiff/TiffWriter.h"
+#include "support/LogRecorder.h"
 #include "support/TestFolder.h"
 
 namespace lumaweave {

@@ -7,8 +7,8 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "imaging/PixelData.h"
-#include "imaging/VipsLibrary.h"
+#include "imaging/formats/VipsLibrary.h"
+#include "imaging/picture/PixelData.h"
 #include "support/TestFolder.h"
 
 namespace lumaweave::test {

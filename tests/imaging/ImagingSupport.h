@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "imaging/Image.h"
+#include "imaging/picture/Image.h"
 #include "support/Pictures.h"
 
 namespace lumaweave::test {

@@ -1,4 +1,4 @@
-#include "imaging/MetadataBlocks.h"
+#include "imaging/metadata/MetadataBlocks.h"
 
 #include <gtest/gtest.h>
 

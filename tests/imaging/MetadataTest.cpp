@@ -1,4 +1,4 @@
-#include "imaging/Metadata.h"
+#include "imaging/metadata/Metadata.h"
 
 #include <gmock/gmock.h>
 
@@ -6,11 +6,11 @@
 #include <vips/vips8>
 
 #include "imaging/MetadataSupport.h"
-#include "imaging/MetadataWriter.h"
+#include "imaging/metadata/MetadataWriter.h"
 #include "platform/WorkingFolder.h"
 #include "support/FormatFixtures.h"
+#include "support/LogRecorder.h"
 #include "support/Pictures.h"
-#include "support/Recorders.h"
 #include "support/TestFolder.h"
 
 namespace lumaweave {

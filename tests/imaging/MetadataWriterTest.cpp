@@ -1,4 +1,4 @@
-#include "imaging/MetadataWriter.h"
+#include "imaging/metadata/MetadataWriter.h"
 
 #include <gmock/gmock.h>
 #include <sys/resource.h>
@@ -8,14 +8,14 @@
 #include <exiv2/exiv2.hpp>
 #include <vips/vips8>
 
-#include "imaging/ImageDecoder.h"
-#include "imaging/Metadata.h"
 #include "imaging/MetadataSupport.h"
-#include "imaging/TiffDirectory.h"
-#include "imaging/TiffWriter.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "imaging/metadata/Metadata.h"
+#include "imaging/tiff/TiffDirectory.h"
+#include "imaging/tiff/TiffWriter.h"
 #include "platform/WorkingFolder.h"
+#include "support/LogRecorder.h"
 #include "support/Pictures.h"
-#include "support/Recorders.h"
 #include "support/TestFolder.h"
 #include "support/TiffPages.h"
 
@@ -39,7 +39,7 @@ class MetadataWriterTest : public testing::Test {
     }
     ~MetadataWriterTest() override { removeWorkingFolder(); }
 
-    bool write(const fs::path& file) { return copyTiffWithMetadata(file, file, metadata.get()); }
+    Outcome write(const fs::path& file) { return copyTiffWithMetadata(file, file, metadata.get()); }
 
     // Pixels are what they were, and the tags have come.
     void expectCarried(const fs::path& file) {

@@ -6,9 +6,9 @@
 #include <string>
 
 #include "ImagingSupport.h"
-#include "imaging/ImageDecoder.h"
-#include "imaging/PixelData.h"
-#include "imaging/VipsLibrary.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "imaging/formats/VipsLibrary.h"
+#include "imaging/picture/PixelData.h"
 #include "platform/WorkingFolder.h"
 #include "support/ExifTool.h"
 #include "support/TestFolder.h"

@@ -9,22 +9,23 @@
 #include <fstream>
 #include <thread>
 
-#include "imaging/FocalLength.h"
-#include "imaging/HeldPixels.h"
-#include "imaging/ImageDecoder.h"
 #include "imaging/ImagingSupport.h"
-#include "imaging/Metadata.h"
 #include "imaging/MetadataSupport.h"
-#include "imaging/PixelData.h"
-#include "imaging/ReaderJobs.h"
-#include "imaging/ReaderProcess.h"
-#include "imaging/TiffWriter.h"
-#include "imaging/VipsLibrary.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "imaging/formats/HeldPixels.h"
+#include "imaging/formats/VipsLibrary.h"
+#include "imaging/metadata/FocalLength.h"
+#include "imaging/metadata/Metadata.h"
+#include "imaging/picture/PixelData.h"
+#include "imaging/reader/ReaderJobs.h"
+#include "imaging/reader/ReaderProcess.h"
+#include "imaging/tiff/TiffWriter.h"
 #include "platform/Resources.h"
 #include "platform/WorkingFolder.h"
 #include "support/HostileFiles.h"
+#include "support/LogRecorder.h"
 #include "support/PrivateMemory.h"
-#include "support/Recorders.h"
+#include "support/ReaderReplacement.h"
 #include "support/TestFolder.h"
 
 namespace lumaweave {
@@ -326,9 +327,9 @@ TEST_F(ReaderProcessTest, SixtyThousandPropertiesTakeTooLong) {
 }
 
 TEST_F(ReaderProcessTest, RefusesWhatIsNoJob) {
-    EXPECT_EQ(runReader("nonsense", large), ReaderResult::refused);
-    EXPECT_EQ(runReader(readerJobs::decode, large), ReaderResult::refused) << "no target";
-    EXPECT_EQ(runReader(readerJobs::decode, large, {"a", "b"}), ReaderResult::refused);
+    EXPECT_EQ(runReader("nonsense", large).result, ReaderResult::refused);
+    EXPECT_EQ(runReader(readerJobs::decode, large).result, ReaderResult::refused) << "no target";
+    EXPECT_EQ(runReader(readerJobs::decode, large, {"a", "b"}).result, ReaderResult::refused);
 }
 
 }  // namespace lumaweave

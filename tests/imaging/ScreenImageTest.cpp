@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "ImagingSupport.h"
-#include "imaging/ColourProfile.h"
-#include "imaging/PixelData.h"
-#include "imaging/ScreenImage.h"
-#include "support/Recorders.h"
+#include "imaging/picture/ColourProfile.h"
+#include "imaging/picture/PixelData.h"
+#include "imaging/picture/ScreenImage.h"
+#include "support/LogRecorder.h"
 
 // Image::toScreen.
 

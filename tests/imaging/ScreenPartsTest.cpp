@@ -1,4 +1,4 @@
-#include "imaging/ScreenParts.h"
+#include "imaging/picture/ScreenParts.h"
 
 #include <gmock/gmock.h>
 
@@ -8,8 +8,8 @@
 #include <memory>
 
 #include "ImagingSupport.h"
-#include "imaging/PixelData.h"
-#include "imaging/ScreenImage.h"
+#include "imaging/picture/PixelData.h"
+#include "imaging/picture/ScreenImage.h"
 
 // Parts of a picture for the screen, and what they are made with: Image::scaledPart,
 // Image::thinned. Also a picture's values as bytes.

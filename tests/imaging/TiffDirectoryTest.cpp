@@ -1,4 +1,4 @@
-#include "imaging/TiffDirectory.h"
+#include "imaging/tiff/TiffDirectory.h"
 
 #include <gmock/gmock.h>
 

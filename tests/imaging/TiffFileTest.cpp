@@ -1,4 +1,4 @@
-#include "imaging/TiffFile.h"
+#include "imaging/tiff/TiffFile.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -7,8 +7,8 @@
 #include <filesystem>
 
 #include "ImagingSupport.h"
-#include "imaging/PixelData.h"
-#include "imaging/TiffWriter.h"
+#include "imaging/picture/PixelData.h"
+#include "imaging/tiff/TiffWriter.h"
 #include "support/TestFolder.h"
 
 namespace lumaweave {
@@ -123,6 +123,23 @@ TEST(FusionToolReadsAsShown, NothingButTiff) {
     EXPECT_FALSE(fusionToolReadsAsShown(folder / "missing.tif"));
     ASSERT_EQ(mkfifo((folder / "pipe.tif").c_str(), 0600), 0);
     EXPECT_FALSE(fusionToolReadsAsShown(folder / "pipe.tif"));
+}
+
+// libtiff's messages about a file go nowhere, though no library has been started that takes them.
+TEST(FusionToolReadsAsShown, NothingIsPrintedAboutDamagedFiles) {
+    const TestFolder folder;
+    ASSERT_TRUE(writeTiff(asymmetricPicture(width, height), folder / "own.tif", Write::plain));
+    const std::string whole = test::readFile(folder / "own.tif");
+    testing::internal::CaptureStderr();
+    for (const std::size_t length : {9U, 100U, 3700U}) {
+        const auto path = folder.write("damaged.tif", whole.substr(0, length));
+        EXPECT_FALSE(fusionToolReadsAsShown(path)) << length;
+        EXPECT_FALSE(mapTiff(path)) << length;
+    }
+    // An unknown tag is worth a warning to libtiff.
+    test::changeTag(folder / "own.tif", TIFFTAG_RESOLUTIONUNIT, 77);
+    EXPECT_TRUE(mapTiff(folder / "own.tif"));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 TEST(MapTiff, GivesWhatTheProgramWrote) {

@@ -1,4 +1,4 @@
-#include "imaging/TiffWriter.h"
+#include "imaging/tiff/TiffWriter.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -11,10 +11,10 @@
 #include <thread>
 
 #include "ImagingSupport.h"
-#include "imaging/PixelData.h"
-#include "imaging/VipsLibrary.h"
+#include "imaging/formats/VipsLibrary.h"
+#include "imaging/picture/PixelData.h"
 #include "support/FileSizeLimit.h"
-#include "support/Recorders.h"
+#include "support/LogRecorder.h"
 #include "support/TestFolder.h"
 
 namespace lumaweave {

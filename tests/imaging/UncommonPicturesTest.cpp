@@ -10,10 +10,10 @@
 #include <vector>
 
 #include "ImagingSupport.h"
-#include "imaging/ImageDecoder.h"
-#include "imaging/PhotoFormat.h"
-#include "imaging/PixelData.h"
-#include "imaging/VipsLibrary.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "imaging/formats/PhotoFormat.h"
+#include "imaging/formats/VipsLibrary.h"
+#include "imaging/picture/PixelData.h"
 #include "support/FormatFixtures.h"
 #include "support/TestFolder.h"
 

@@ -7,14 +7,14 @@
 #include <utility>
 
 #include "ImagingSupport.h"
-#include "imaging/ImageDecoder.h"
-#include "imaging/PixelData.h"
-#include "imaging/VipsLibrary.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "imaging/formats/VipsLibrary.h"
+#include "imaging/picture/PixelData.h"
 #include "platform/WorkingFolder.h"
 #include "support/FileSizeLimit.h"
+#include "support/LogRecorder.h"
 #include "support/Pictures.h"
 #include "support/PrivateMemory.h"
-#include "support/Recorders.h"
 #include "support/TestFolder.h"
 
 // Whether a result of the fusion tool is complete: every compression that the tool writes.

@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "PanoramaSupport.h"
-#include "app/SharedState.h"
-#include "imaging/PixelData.h"
+#include "imaging/picture/PixelData.h"
+#include "stack/SharedState.h"
+#include "support/LogRecorder.h"
 #include "support/Pictures.h"
-#include "support/Recorders.h"
 #include "support/Waiting.h"
 
 namespace lumaweave {

@@ -16,7 +16,7 @@
 #include "preview/PreviewWindow.h"
 #include "sources/SourceCellViewController.h"
 #include "support/FakeTools.h"
-#include "support/ProgramFixture.h"
+#include "support/WindowsFixture.h"
 
 namespace lumaweave {
 
@@ -27,7 +27,7 @@ using testing::IsEmpty;
 
 namespace {
 
-class PanoramaProgramTest : public ProgramTest {
+class PanoramaProgramTest : public WindowsTest {
   protected:
     ~PanoramaProgramTest() override {
         for (VRWindow* viewer : viewers())
@@ -123,20 +123,6 @@ TEST_F(PanoramaProgramTest, OtherChoicesOpenNoPanorama) {
     chooseAfterEnfusing(PreviewWindow::doNothing);
     fuseFullSize(folder / "round.tif");
     EXPECT_THAT(viewers(), IsEmpty());
-}
-
-TEST_F(PanoramaProgramTest, TheMenuOffersTheChoiceToo) {
-    const QAbstractButton* choice =
-        windows->previewWindow()->afterEnfusingRadioButtons()->button(PreviewWindow::showPanorama);
-    ASSERT_TRUE(choice->isEnabled());
-    QAction* found = nullptr;
-    for (QAction* action : windows->findChildren<QAction*>()) {
-        if (action->text() == choice->text()) found = action;
-    }
-    ASSERT_NE(found, nullptr);
-    found->trigger();
-    EXPECT_TRUE(choice->isChecked());
-    EXPECT_FALSE(found->shortcut().isEmpty());
 }
 
 TEST_F(PanoramaProgramTest, WithoutOpenGLTheRestOfTheProgramGoesOn) {

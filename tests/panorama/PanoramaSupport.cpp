@@ -10,7 +10,7 @@
 #include <QProcess>
 #include <QTest>
 
-#include "imaging/PixelData.h"
+#include "imaging/picture/PixelData.h"
 #include "support/Waiting.h"
 
 namespace {
@@ -101,6 +101,9 @@ bool inProcessWith(const std::string& variable, const std::string& value) {
     QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QString::fromStdString(variable), QString::fromStdString(value));
+    // The one test, whatever share this process has.
+    environment.remove("GTEST_TOTAL_SHARDS");
+    environment.remove("GTEST_SHARD_INDEX");
     process.setProcessEnvironment(environment);
     process.setProcessChannelMode(QProcess::MergedChannels);
     const auto* test = testing::UnitTest::GetInstance()->current_test_info();

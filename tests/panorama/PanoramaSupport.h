@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "imaging/Image.h"
+#include "imaging/picture/Image.h"
 #include "panorama/MyOpenGLView.h"
 #include "panorama/VRWindow.h"
 

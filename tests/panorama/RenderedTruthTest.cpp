@@ -11,7 +11,7 @@
 #include <ostream>
 
 #include "PanoramaSupport.h"
-#include "imaging/PixelData.h"
+#include "imaging/picture/PixelData.h"
 
 namespace lumaweave {
 

@@ -7,7 +7,8 @@
 #include <numbers>
 #include <set>
 
-#include "app/SharedState.h"
+#include "panorama/MyOpenGLView.h"
+#include "stack/SharedState.h"
 
 namespace lumaweave {
 

@@ -18,16 +18,17 @@
 #include <new>
 
 #include "PanoramaSupport.h"
-#include "app/AppDelegate.h"
-#include "imaging/ImageDecoder.h"
+#include "imaging/decoding/ImageDecoder.h"
 #include "panorama/MyOpenGLView.h"
 #include "panorama/Sections.h"
 #include "platform/Memory.h"
+#include "support/AlertAnswerer.h"
+#include "support/LogRecorder.h"
 #include "support/Pictures.h"
 #include "support/PrivateMemory.h"
-#include "support/Recorders.h"
 #include "support/TestFolder.h"
 #include "support/Waiting.h"
+#include "support/WindowsFixture.h"
 
 namespace lumaweave {
 
@@ -41,8 +42,6 @@ namespace {
 
 class VRWindowTest : public testing::Test {
   protected:
-    VRWindowTest() { delegate.applicationDidFinishLaunching(); }
-
     static int openViewers() {
         const QWidgetList windows = QApplication::topLevelWidgets();
         return static_cast<int>(std::count_if(windows.begin(), windows.end(), [](QWidget* window) {
@@ -50,7 +49,7 @@ class VRWindowTest : public testing::Test {
         }));
     }
 
-    AppDelegate delegate;
+    PresentedAlerts presented;
     LogRecorder log;
     AlertAnswerer alerts;
 };

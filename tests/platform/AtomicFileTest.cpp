@@ -1,15 +1,18 @@
 #include "platform/AtomicFile.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <cstring>
 #include <string>
+#include <thread>
+#include <vector>
 
+#include "support/FileSizeLimit.h"
 #include "support/TestFolder.h"
 
 namespace lumaweave {
@@ -84,6 +87,84 @@ TEST(AtomicFile, FollowsALink) {
     EXPECT_EQ(readFile(target), "new");
 }
 
+TEST(AtomicFile, ReplacesALinkWhenAsked) {
+    const TestFolder folder;
+    const fs::path target = folder.write("a.txt", "old");
+    ASSERT_EQ(chmod(target.c_str(), 0640), 0);
+    fs::create_symlink(target, folder / "link.txt");
+    AtomicFile file(folder / "link.txt", AtomicFile::Existing::replace);
+    ASSERT_TRUE(put(file, "new"));
+    ASSERT_TRUE(file.commit(AtomicFile::WaitForDisk::no));
+    EXPECT_FALSE(fs::is_symlink(folder / "link.txt"));
+    EXPECT_EQ(readFile(folder / "link.txt"), "new");
+    EXPECT_EQ(readFile(target), "old");
+    EXPECT_EQ(filesIn(folder.path()), 2);
+}
+
+TEST(AtomicFile, AReplacedFilePassesOnNoPermissions) {
+    const TestFolder folder;
+    const fs::path target = folder.write("a.txt", "old");
+    struct stat fresh {};
+    ASSERT_EQ(stat(target.c_str(), &fresh), 0);
+    ASSERT_EQ(chmod(target.c_str(), 0400), 0);
+    AtomicFile file(target, AtomicFile::Existing::replace);
+    ASSERT_TRUE(put(file, "new"));
+    ASSERT_TRUE(file.commit(AtomicFile::WaitForDisk::no));
+    struct stat status {};
+    ASSERT_EQ(stat(target.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode, fresh.st_mode);
+}
+
+TEST(AtomicFile, AReplacedFileStaysWholeForWhoeverHasItOpen) {
+    const TestFolder folder;
+    const fs::path target = folder.write("a.txt", "old");
+    const FileDescriptor before = FileDescriptor::ofRegularFile(target);
+    AtomicFile file(target, AtomicFile::Existing::replace);
+    ASSERT_TRUE(put(file, "new text"));
+    ASSERT_TRUE(file.commit(AtomicFile::WaitForDisk::no));
+    char text[3] = {};
+    EXPECT_EQ(before.size(), 3U);
+    EXPECT_TRUE(before.readAt(0, text, 3));
+    EXPECT_EQ(std::string(text, 3), "old");
+    EXPECT_EQ(readFile(target), "new text");
+}
+
+TEST(AtomicFile, WritersOfOneNameDoNotDisturbEachOther) {
+    const TestFolder folder;
+    const fs::path target = folder / "a.txt";
+    const std::size_t size = 100000;
+    std::atomic<int> failures = 0;
+    {
+        std::vector<std::jthread> writers;
+        for (char letter = 'a'; letter < 'e'; ++letter) {
+            writers.emplace_back([&, letter] {
+                for (int i = 0; i < 50; ++i) {
+                    AtomicFile file(target, AtomicFile::Existing::replace);
+                    if (!put(file, std::string(size, letter)) ||
+                        !file.commit(AtomicFile::WaitForDisk::no)) {
+                        ++failures;
+                    }
+                    const std::string text = readFile(target);
+                    if (text != std::string(size, text.front())) ++failures;
+                }
+            });
+        }
+    }
+    EXPECT_EQ(failures, 0);
+    EXPECT_EQ(filesIn(folder.path()), 1);
+}
+
+TEST(AtomicFile, ANameInTheFolderOfTheProcessNeedsNoPath) {
+    const TestFolder folder;
+    ASSERT_EQ(chdir(folder.path().c_str()), 0);
+    for (const auto existing : {AtomicFile::Existing::inherit, AtomicFile::Existing::replace}) {
+        AtomicFile file("a.txt", existing);
+        ASSERT_TRUE(put(file, "new"));
+        ASSERT_TRUE(file.commit(AtomicFile::WaitForDisk::no));
+        EXPECT_EQ(readFile(folder / "a.txt"), "new");
+    }
+}
+
 TEST(AtomicFile, TakesTheLongestName) {
     const TestFolder folder;
     const fs::path target = folder / std::string(255, 'n');
@@ -112,10 +193,8 @@ TEST(AtomicFile, AFolderInTheTargetsPlaceStays) {
 TEST(AtomicFile, AFullDiskLeavesTheOldFile) {
     const TestFolder folder;
     const fs::path target = folder.write("a.txt", "old");
-    signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit = {1000, RLIM_INFINITY};
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
     {
+        const test::FileSizeLimit limit(1000);
         const AtomicFile file(target);
         EXPECT_FALSE(put(file, std::string(2000, 'x')));
         EXPECT_EQ(errno, EFBIG);
@@ -178,6 +257,30 @@ TEST(FileDescriptor, ReadingPastTheEndFails) {
     EXPECT_EQ(std::string(bytes, 4), "text");
     EXPECT_FALSE(file.readAt(1, bytes, 4));
     EXPECT_FALSE(file.readAt(100, bytes, 1));
+}
+
+TEST(FileDescriptor, ADuplicateOutlivesTheFirst) {
+    const TestFolder folder;
+    FileDescriptor first = FileDescriptor::ofRegularFile(folder.write("file", "text"));
+    const FileDescriptor second = first.duplicate();
+    first = FileDescriptor();
+    char bytes[4] = {};
+    EXPECT_TRUE(second.readAt(0, bytes, 4));
+    EXPECT_EQ(std::string(bytes, 4), "text");
+}
+
+TEST(FileDescriptor, BytesOfAFileAndOfMemoryAreReadWithinTheirEnds) {
+    const TestFolder folder;
+    const std::string text = "text";
+    const FileDescriptor file = FileDescriptor::ofRegularFile(folder.write("file", text));
+    for (const ReadBytes& read : {readBytesOf(file), readBytesOf(std::as_bytes(std::span(text)))}) {
+        char bytes[3] = {};
+        EXPECT_TRUE(read(1, bytes, 3));
+        EXPECT_EQ(std::string(bytes, 3), "ext");
+        EXPECT_TRUE(read(4, bytes, 0));
+        EXPECT_FALSE(read(2, bytes, 3));
+        EXPECT_FALSE(read(~std::uint64_t{0}, bytes, 2));
+    }
 }
 
 TEST(FileDescriptor, CopiesToAnOffset) {

@@ -8,7 +8,7 @@
 
 #include "platform/Resources.h"
 #include "platform/Shell.h"
-#include "support/HostileFiles.h"
+#include "support/ReaderReplacement.h"
 #include "support/TestFolder.h"
 #include "support/Waiting.h"
 
@@ -114,11 +114,11 @@ TEST_F(HelperProgramTest, QuittingEndsThoseThatRunAndStartsNoMore) {
                   "; exec sleep 1000");
     });
     EXPECT_TRUE(waitUntil([this] { return fs::exists(folder / "pid"); }));
-    EndRunningShellLines();
+    endRunningShellLines();
     thread.join();
     EXPECT_EQ(end.kind, Kind::killed);
     EXPECT_EQ(end.number, SIGTERM);
-    RefuseShellLines();
+    refuseShellLines();
     EXPECT_EQ(run("exit 0").kind, Kind::notStarted);
 }
 

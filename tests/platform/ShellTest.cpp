@@ -11,6 +11,7 @@
 #include <string>
 #include <thread>
 
+#include "platform/ShellQuoting.h"
 #include "support/TestFolder.h"
 #include "support/Waiting.h"
 
@@ -51,18 +52,18 @@ TEST(Shell, ALineIsRunByThePosixShell) {
     const TestFolder folder;
     const std::string file = (folder / "a b").native();
     const int status =
-        RunShellLine("for i in 1 2 3; do printf %s \"$i\"; done > \"" + file + "\" && exit 0");
+        runShellLine("for i in 1 2 3; do printf %s \"$i\"; done > \"" + file + "\" && exit 0");
     EXPECT_EQ(status, 0);
     EXPECT_EQ(readFile(file), "123");
 }
 
 TEST(Shell, TheExitStatusComesBack) {
-    EXPECT_EQ(RunShellLine("true"), 0);
-    const int failed = RunShellLine("exit 42");
+    EXPECT_EQ(runShellLine("true"), 0);
+    const int failed = runShellLine("exit 42");
     EXPECT_TRUE(WIFEXITED(failed));
     EXPECT_EQ(WEXITSTATUS(failed), 42);
-    EXPECT_EQ(WEXITSTATUS(RunShellLine("no-such-command-anywhere 2>/dev/null")), 127);
-    const int killed = RunShellLine("kill -9 $$");
+    EXPECT_EQ(WEXITSTATUS(runShellLine("no-such-command-anywhere 2>/dev/null")), 127);
+    const int killed = runShellLine("kill -9 $$");
     EXPECT_TRUE(WIFSIGNALED(killed));
     EXPECT_EQ(WTERMSIG(killed), SIGKILL);
 }
@@ -73,7 +74,7 @@ TEST(Shell, ACallReturnsOnlyWhenItsLineHasEnded) {
     ASSERT_EQ(mkfifo((folder / "go").c_str(), 0600), 0);
     std::atomic<bool> returned = false;
     std::thread caller([&] {
-        RunShellLine("echo > " + started.quotedPath() + "; read word < \"" +
+        runShellLine("echo > " + started.quotedPath() + "; read word < \"" +
                      (folder / "go").native() + "\"; echo $word > \"" +
                      (folder / "result").native() + '"');
         returned = true;
@@ -87,7 +88,7 @@ TEST(Shell, ACallReturnsOnlyWhenItsLineHasEnded) {
 
 TEST(Shell, AFloodOfOutputPassesThroughWhole) {
     testing::internal::CaptureStdout();
-    const int status = RunShellLine("head -c 10000000 /dev/zero | tr '\\0' x");
+    const int status = runShellLine("head -c 10000000 /dev/zero | tr '\\0' x");
     const std::string output = testing::internal::GetCapturedStdout();
     EXPECT_EQ(status, 0);
     EXPECT_EQ(output.size(), 10'000'000U);
@@ -101,8 +102,8 @@ TEST(Shell, TwoLinesRunAtTheSameTime) {
     const std::string heard = '"' + (folder / "heard").native() + '"';
     // Each opens its end of the pipe only when the other opens the other end.
     int readerStatus = -1;
-    std::thread reader([&] { readerStatus = RunShellLine("cat " + meeting + " > " + heard); });
-    const int writerStatus = RunShellLine("echo hello > " + meeting);
+    std::thread reader([&] { readerStatus = runShellLine("cat " + meeting + " > " + heard); });
+    const int writerStatus = runShellLine("echo hello > " + meeting);
     reader.join();
     EXPECT_EQ(writerStatus, 0);
     EXPECT_EQ(readerStatus, 0);
@@ -116,8 +117,8 @@ TEST(Shell, EndingTheRunningLinesEndsTheirGrandchildrenToo) {
     int secondStatus = 0;
     const std::string line =
         "sh -c 'echo started; sleep 1000; echo ended' > " + alive.quotedPath() + "; echo outlived";
-    std::thread first([&] { firstStatus = RunShellLine(line); });
-    std::thread second([&] { secondStatus = RunShellLine(line); });
+    std::thread first([&] { firstStatus = runShellLine(line); });
+    std::thread second([&] { secondStatus = runShellLine(line); });
     int bytes = 0;
     constexpr int bytesOfBoth = 16;
     EXPECT_TRUE(waitUntil([&] {
@@ -125,7 +126,7 @@ TEST(Shell, EndingTheRunningLinesEndsTheirGrandchildrenToo) {
             ++bytes;
         return bytes == bytesOfBoth;
     }));
-    EndRunningShellLines();
+    endRunningShellLines();
     first.join();
     second.join();
     EXPECT_TRUE(WIFSIGNALED(firstStatus));
@@ -136,28 +137,28 @@ TEST(Shell, EndingTheRunningLinesEndsTheirGrandchildrenToo) {
 }
 
 TEST(Shell, EndingTheRunningLinesWithoutAnyDoesNothing) {
-    EndRunningShellLines();
-    EXPECT_EQ(RunShellLine("true"), 0);
+    endRunningShellLines();
+    EXPECT_EQ(runShellLine("true"), 0);
 }
 
 TEST(Shell, EachCharacterThatActsBetweenDoubleQuotesIsFound) {
     for (const char active : {'"', '$', '`', '\\', '\n', '\r'}) {
         const std::string name = std::string("/pictures/a") + active + "b.tif";
-        EXPECT_EQ(ShellActiveCharacter(name), active) << name;
-        EXPECT_EQ(ShellActiveCharacter(std::string(1, active)), active) << name;
+        EXPECT_EQ(shellActiveCharacter(name), active) << name;
+        EXPECT_EQ(shellActiveCharacter(std::string(1, active)), active) << name;
     }
-    EXPECT_EQ(ShellActiveCharacter("/a`b$c"), '`');
+    EXPECT_EQ(shellActiveCharacter("/a`b$c"), '`');
 }
 
 TEST(Shell, CharactersThatDoNotActBetweenDoubleQuotesReachATool) {
-    EXPECT_EQ(ShellActiveCharacter(""), '\0');
+    EXPECT_EQ(shellActiveCharacter(""), '\0');
     const TestFolder folder;
     for (const std::string name :
          {"a b", "100%d", "it's", "\xC3\xA4\xC3\xB6", "\xFF\xFE", "a;b", "a&b", "a|b", "a*b?", "~",
           "#a", "a<b>c", "(a)", "[a]", "{a,b}", "!a", "a\tb", "-a", "=a"}) {
-        EXPECT_EQ(ShellActiveCharacter(name), '\0') << name;
+        EXPECT_EQ(shellActiveCharacter(name), '\0') << name;
         const std::string file = (folder / "passed").native();
-        EXPECT_EQ(RunShellLine("printf %s \"" + name + "\" > \"" + file + '"'), 0);
+        EXPECT_EQ(runShellLine("printf %s \"" + name + "\" > \"" + file + '"'), 0);
         EXPECT_EQ(readFile(file), name);
     }
 }

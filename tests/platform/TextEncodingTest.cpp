@@ -10,9 +10,9 @@
 namespace lumaweave {
 
 TEST(TextEncoding, AsciiStaysAsItIs) {
-    EXPECT_EQ(ToMacRoman(""), "");
-    EXPECT_EQ(ToMacRoman("/home/a b/shot_1 (2).tif"), "/home/a b/shot_1 (2).tif");
-    EXPECT_EQ(ToMacRoman("\x01\x7F~"), "\x01\x7F~");
+    EXPECT_EQ(toMacRoman(""), "");
+    EXPECT_EQ(toMacRoman("/home/a b/shot_1 (2).tif"), "/home/a b/shot_1 (2).tif");
+    EXPECT_EQ(toMacRoman("\x01\x7F~"), "\x01\x7F~");
 }
 
 TEST(TextEncoding, CharactersOfMacRomanGetTheirByte) {
@@ -21,8 +21,8 @@ TEST(TextEncoding, CharactersOfMacRomanGetTheirByte) {
         {"\u03A9", "\xBD"}, {"\u2026", "\xC9"}, {"\u00A0", "\xCA"}, {"\u2013", "\xD0"},
         {"\u20AC", "\xDB"}, {"\uFB01", "\xDE"}, {"\uF8FF", "\xF0"}, {"\u02C7", "\xFF"}};
     for (const auto& [utf8, byte] : known)
-        EXPECT_EQ(ToMacRoman(utf8), byte) << utf8;
-    EXPECT_EQ(ToMacRoman("caf\u00E9 \u20AC5"), "caf\x8E \xDB\x35");
+        EXPECT_EQ(toMacRoman(utf8), byte) << utf8;
+    EXPECT_EQ(toMacRoman("caf\u00E9 \u20AC5"), "caf\x8E \xDB\x35");
 }
 
 TEST(TextEncoding, EveryUpperByteStandsForSomeCharacter) {
@@ -36,7 +36,7 @@ TEST(TextEncoding, EveryUpperByteStandsForSomeCharacter) {
             utf8 += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
         }
         utf8 += static_cast<char>(0x80 | (code & 0x3F));
-        const auto encoded = ToMacRoman(utf8);
+        const auto encoded = toMacRoman(utf8);
         if (!encoded) continue;
         ASSERT_EQ(encoded->size(), 1U) << code;
         if (static_cast<unsigned char>(encoded->front()) >= 0x80) bytes.insert(encoded->front());
@@ -45,29 +45,29 @@ TEST(TextEncoding, EveryUpperByteStandsForSomeCharacter) {
 }
 
 TEST(TextEncoding, DecomposedLettersCountAsOne) {
-    EXPECT_EQ(ToMacRoman("e\u0301"), "\x8E");
-    EXPECT_EQ(ToMacRoman("A\u0308rger"), "\x80rger");
+    EXPECT_EQ(toMacRoman("e\u0301"), "\x8E");
+    EXPECT_EQ(toMacRoman("A\u0308rger"), "\x80rger");
 }
 
 TEST(TextEncoding, OtherCharactersHaveNone) {
-    EXPECT_EQ(ToMacRoman("\u0416"), std::nullopt);            // Cyrillic
-    EXPECT_EQ(ToMacRoman("a \u65E5 b"), std::nullopt);        // Japanese
-    EXPECT_EQ(ToMacRoman("\xF0\x9F\x8C\x84"), std::nullopt);  // a picture of a sunrise
-    EXPECT_EQ(ToMacRoman("x\u0301"), std::nullopt);           // an accent on no such letter
-    EXPECT_EQ(ToMacRoman("\u0161"), std::nullopt);            // s with caron
+    EXPECT_EQ(toMacRoman("\u0416"), std::nullopt);            // Cyrillic
+    EXPECT_EQ(toMacRoman("a \u65E5 b"), std::nullopt);        // Japanese
+    EXPECT_EQ(toMacRoman("\xF0\x9F\x8C\x84"), std::nullopt);  // a picture of a sunrise
+    EXPECT_EQ(toMacRoman("x\u0301"), std::nullopt);           // an accent on no such letter
+    EXPECT_EQ(toMacRoman("\u0161"), std::nullopt);            // s with caron
 }
 
 TEST(TextEncoding, AByteOrderMarkIsNotPassedOver) {
-    EXPECT_EQ(ToMacRoman("\uFEFF"), std::nullopt);
-    EXPECT_EQ(ToMacRoman("\uFEFFshot.tif"), std::nullopt);
+    EXPECT_EQ(toMacRoman("\uFEFF"), std::nullopt);
+    EXPECT_EQ(toMacRoman("\uFEFFshot.tif"), std::nullopt);
 }
 
 TEST(TextEncoding, WhatIsNotUtf8HasNone) {
-    EXPECT_EQ(ToMacRoman("\xFF"), std::nullopt);
-    EXPECT_EQ(ToMacRoman("caf\xE9.jpg"), std::nullopt);   // Latin-1
-    EXPECT_EQ(ToMacRoman("abc\xC3"), std::nullopt);       // cut off in a character
-    EXPECT_EQ(ToMacRoman("\xC0\xAF"), std::nullopt);      // overlong
-    EXPECT_EQ(ToMacRoman("\xED\xA0\x80"), std::nullopt);  // half a surrogate pair
+    EXPECT_EQ(toMacRoman("\xFF"), std::nullopt);
+    EXPECT_EQ(toMacRoman("caf\xE9.jpg"), std::nullopt);   // Latin-1
+    EXPECT_EQ(toMacRoman("abc\xC3"), std::nullopt);       // cut off in a character
+    EXPECT_EQ(toMacRoman("\xC0\xAF"), std::nullopt);      // overlong
+    EXPECT_EQ(toMacRoman("\xED\xA0\x80"), std::nullopt);  // half a surrogate pair
 }
 
 }  // namespace lumaweave

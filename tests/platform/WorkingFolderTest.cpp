@@ -20,7 +20,7 @@
 #include <thread>
 #include <vector>
 
-#include "support/Recorders.h"
+#include "support/LogRecorder.h"
 #include "support/TestFolder.h"
 
 namespace lumaweave {

@@ -7,16 +7,16 @@
 #include <cmath>
 #include <string_view>
 
-#include "imaging/Histogram.h"
-#include "imaging/PixelData.h"
-#include "imaging/ScreenImage.h"
-#include "imaging/VipsLibrary.h"
+#include "imaging/formats/VipsLibrary.h"
+#include "imaging/picture/Histogram.h"
+#include "imaging/picture/PixelData.h"
+#include "imaging/picture/ScreenImage.h"
 #include "platform/Log.h"
 #include "preview/PreviewWindow.h"
 #include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
 #include "support/FakeTools.h"
-#include "support/ProgramFixture.h"
+#include "support/WindowsFixture.h"
 
 namespace lumaweave {
 
@@ -211,7 +211,7 @@ TEST_F(HistogramViewTest, EveryDepthAndGreyIsCountedAsEightBits) {
     }
 }
 
-class HistogramInProgramTest : public ProgramTest {
+class HistogramInProgramTest : public WindowsTest {
   protected:
     HistogramInProgramTest() : view(*windows->previewWindow()->histogramView()) {}
     std::vector<float> ofThePreview() {
@@ -235,12 +235,12 @@ TEST_F(HistogramInProgramTest, ShowsEachPreviewBeforeItsDetailIsFused) {
     EXPECT_EQ(first, ofThePreview());
     replaceFusionTool(std::string(takeArguments) + copyLastInput);
     std::vector<float> atTheDetail;
-    SetLogSink([&](std::string_view line) {
+    setLogSink([&](std::string_view line) {
         if (line == "Creating Detail Images...") atTheDetail = *view.histogramData();
     });
     cell(2).useCheckBox()->click();
     ASSERT_TRUE(waitForBackgroundTasks());
-    SetLogSink({});
+    setLogSink({});
     EXPECT_EQ(*view.histogramData(), ofThePreview());
     EXPECT_NE(*view.histogramData(), first);
     EXPECT_EQ(atTheDetail, *view.histogramData());

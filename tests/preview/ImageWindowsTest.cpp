@@ -10,14 +10,14 @@
 #include <QTest>
 #include <fstream>
 
-#include "app/SharedState.h"
-#include "imaging/ImageDecoder.h"
-#include "imaging/PixelData.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "imaging/picture/PixelData.h"
 #include "platform/Threads.h"
 #include "platform/WorkingFolder.h"
 #include "preview/OutputImageWindow.h"
 #include "preview/SourceImageWindow.h"
-#include "support/ProgramFixture.h"
+#include "stack/SharedState.h"
+#include "support/WindowsFixture.h"
 #include "widgets/ZoomView.h"
 
 namespace lumaweave {
@@ -63,7 +63,7 @@ bool waitUntilGone(const QPointer<QWidget>& window) {
 
 }  // namespace
 
-class OutputImageWindowTest : public ProgramTest {
+class OutputImageWindowTest : public WindowsTest {
   protected:
     // A window on the file, when it has been loaded; null when it could not be.
     QPointer<OutputImageWindow> open(const fs::path& file) {
@@ -280,7 +280,7 @@ TEST_F(OutputImageWindowTest, ADamagedOrOversizedSizeIsMended) {
     EXPECT_LE(second->height(), screen.height());
 }
 
-class SourceImageWindowTest : public ProgramTest {
+class SourceImageWindowTest : public WindowsTest {
   protected:
     // A picture whose pixels say whether somebody still holds them.
     struct Watched {

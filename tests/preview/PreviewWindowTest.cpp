@@ -9,19 +9,21 @@
 #include <QTest>
 #include <fstream>
 
-#include "app/Services.h"
-#include "app/SharedState.h"
-#include "fusion/EnfuseSettingsWindow.h"
-#include "fusion/WorkingFiles.h"
-#include "imaging/ImageDecoder.h"
+#include "fusion/SavePanel.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "platform/FileUrls.h"
 #include "platform/Threads.h"
 #include "preview/EnfusingProgressDialog.h"
+#include "settings/EnfuseSettingsWindow.h"
 #include "sources/DecodedShot.h"
 #include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
+#include "stack/SharedState.h"
+#include "stack/Turns.h"
+#include "stack/WorkingFiles.h"
 #include "support/FakeTools.h"
-#include "support/ProgramFixture.h"
 #include "support/UrlOpener.h"
+#include "support/WindowsFixture.h"
 #include "widgets/FloatSlider.h"
 #include "widgets/ImageView.h"
 
@@ -33,7 +35,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-class PreviewWindowTest : public ProgramTest {
+class PreviewWindowTest : public WindowsTest {
   protected:
     PreviewWindowTest() : preview(*windows->previewWindow()) {}
 
@@ -206,7 +208,7 @@ TEST_F(PreviewWindowTest, WithOneShotTheFuseButtonDoesNothing) {
     loadShots(1);
     gEnfuseSavePath = "/as it was";
     bool asked = false;
-    SetSaveFilenameChooser([&asked] {
+    setSaveFilenameChooser([&asked] {
         asked = true;
         return fs::path();
     });
@@ -259,7 +261,7 @@ TEST_F(PreviewWindowTest, AnOlderStacksFusionIsNeverShownForANewOne) {
 TEST_F(PreviewWindowTest, CancellingTheSaveDialogLeavesNoPathAndStartsNothing) {
     loadShots(2);
     gEnfuseSavePath = "/as it was";
-    SetSaveFilenameChooser([] { return fs::path(); });
+    setSaveFilenameChooser([] { return fs::path(); });
     testing::internal::CaptureStdout();
     QTest::mouseClick(preview.fuseButton(), Qt::LeftButton);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
@@ -322,7 +324,7 @@ TEST_F(PreviewWindowTest, AShotIsNeverOverwrittenByItsFusion) {
     dropAndWait({folder / "a.tif", folder / "b.tif"});
     const std::string before = readFile(folder / "a.tif");
     int calls = 0;
-    SetSaveFilenameChooser([&] { return ++calls == 1 ? folder / "a.tif" : folder / "c.tif"; });
+    setSaveFilenameChooser([&] { return ++calls == 1 ? folder / "a.tif" : folder / "c.tif"; });
     QTest::mouseClick(preview.fuseButton(), Qt::LeftButton);
     ASSERT_TRUE(waitForBackgroundTasks());
     EXPECT_EQ(readFile(folder / "a.tif"), before);
@@ -335,7 +337,7 @@ TEST_F(PreviewWindowTest, Row3OpensTheResultWithTheDefaultProgram) {
     UrlOpener desktop;
     preview.afterEnfusingRadioButtons()->button(PreviewWindow::openWithDefaultProgram)->click();
     fuseFullSize(folder / "my result.tif");
-    EXPECT_EQ(desktop.opened, QList<QUrl>{UrlFromPath(folder / "my result.tif")});
+    EXPECT_EQ(desktop.opened, QList<QUrl>{urlFromPath(folder / "my result.tif")});
 }
 
 TEST_F(PreviewWindowTest, Row3AsksForAnUnreadableResultToo) {

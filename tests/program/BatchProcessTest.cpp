@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "imaging/ImageDecoder.h"
+#include "imaging/decoding/ImageDecoder.h"
 #include "support/Pictures.h"
 #include "support/Program.h"
 #include "support/TestFolder.h"

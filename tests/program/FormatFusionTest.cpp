@@ -8,16 +8,16 @@
 #include <functional>
 #include <ostream>
 
-#include "app/SharedState.h"
-#include "fusion/EnfuseSettingsWindow.h"
-#include "fusion/WorkingFiles.h"
-#include "imaging/ImageDecoder.h"
-#include "imaging/TiffFile.h"
-#include "imaging/TiffWriter.h"
-#include "imaging/VipsLibrary.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "imaging/formats/VipsLibrary.h"
+#include "imaging/tiff/TiffFile.h"
+#include "imaging/tiff/TiffWriter.h"
 #include "preview/PreviewWindow.h"
+#include "settings/EnfuseSettingsWindow.h"
 #include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
+#include "stack/SharedState.h"
+#include "stack/WorkingFiles.h"
 #include "support/FileSizeLimit.h"
 #include "support/FormatFixtures.h"
 #include "support/ProgramFixture.h"

@@ -11,17 +11,18 @@
 #include <QTimer>
 #include <csignal>
 
-#include "app/SharedState.h"
-#include "fusion/EnfuseSettingsWindow.h"
-#include "imaging/ImageDecoder.h"
-#include "imaging/VipsLibrary.h"
+#include "app/ProgramRun.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "imaging/formats/VipsLibrary.h"
 #include "platform/Threads.h"
 #include "preview/OutputImageWindow.h"
 #include "preview/PreviewWindow.h"
 #include "preview/SourceImageWindow.h"
+#include "settings/EnfuseSettingsWindow.h"
 #include "sources/SourceCellImageView.h"
 #include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
+#include "stack/SharedState.h"
 #include "support/FakeTools.h"
 #include "support/ProgramFixture.h"
 #include "widgets/ZoomView.h"
@@ -288,6 +289,7 @@ TEST_F(PictureWindowsTest, AWindowDoesNotHinderFurtherWork) {
 class QuittingTest : public PictureWindowsTest {
   protected:
     QuittingTest() {
+        quitOnSignals();
         dropAndWait(makeBracket(folder.path(), 300, 200, 2));
         chooseToShowTheResult();
         result = fuseAndShow("result.tif");

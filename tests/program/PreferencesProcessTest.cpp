@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "align/AlignSettings.h"
 #include "support/Pictures.h"
 #include "support/Program.h"
 #include "support/TestFolder.h"

@@ -6,17 +6,18 @@
 #include <fstream>
 #include <optional>
 
-#include "app/SharedState.h"
-#include "imaging/Metadata.h"
-#include "imaging/MetadataWriter.h"
-#include "imaging/ReaderJobs.h"
+#include "imaging/metadata/Metadata.h"
+#include "imaging/metadata/MetadataWriter.h"
+#include "imaging/reader/ReaderJobs.h"
 #include "platform/WorkingFolder.h"
 #include "sources/SourceCellViewController.h"
+#include "stack/SharedState.h"
 #include "support/ExifTool.h"
 #include "support/FakeTools.h"
 #include "support/HostileFiles.h"
 #include "support/Program.h"
 #include "support/ProgramFixture.h"
+#include "support/ReaderReplacement.h"
 
 namespace lumaweave {
 

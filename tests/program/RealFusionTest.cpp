@@ -11,15 +11,15 @@
 #include <fstream>
 #include <numeric>
 
-#include "app/SharedState.h"
-#include "fusion/EnfuseSettingsWindow.h"
-#include "fusion/WorkingFiles.h"
-#include "imaging/ImageDecoder.h"
-#include "imaging/VipsLibrary.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "imaging/formats/VipsLibrary.h"
 #include "platform/Resources.h"
 #include "preview/PreviewWindow.h"
+#include "settings/EnfuseSettingsWindow.h"
 #include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
+#include "stack/SharedState.h"
+#include "stack/WorkingFiles.h"
 #include "support/FormatFixtures.h"
 #include "support/ProgramFixture.h"
 #include "widgets/ImageView.h"
@@ -170,8 +170,8 @@ TEST_F(RealFusionTest, TheDetailIsTheFullSizeFusionOfItsCrops) {
                               preview.enfusedView()->rect().center());
         },
         "EnfusedDetail.tif");
-    const Image byHand = fuseByHand(echoed, GetURLToEnfusedDetailFile());
-    EXPECT_EQ(differenceBetween(decodeImage(GetURLToEnfusedDetailFile()), byHand).largest, 0);
+    const Image byHand = fuseByHand(echoed, enfusedDetailFile());
+    EXPECT_EQ(differenceBetween(decodeImage(enfusedDetailFile()), byHand).largest, 0);
     EXPECT_EQ(preview.detailView()->image(), byHand.toScreen());
 }
 

@@ -8,13 +8,13 @@
 #include <QToolButton>
 #include <random>
 
-#include "app/SharedState.h"
-#include "fusion/EnfuseSettingsWindow.h"
 #include "platform/Threads.h"
 #include "preview/PreviewWindow.h"
+#include "settings/EnfuseSettingsWindow.h"
 #include "sources/DecodedShot.h"
 #include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
+#include "stack/SharedState.h"
 #include "support/FakeTools.h"
 #include "support/ProgramFixture.h"
 #include "widgets/FloatSlider.h"

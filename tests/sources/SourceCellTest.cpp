@@ -3,10 +3,8 @@
 #include <QTest>
 #include <QToolButton>
 
-#include "app/SharedState.h"
-#include "fusion/WorkingFiles.h"
-#include "imaging/ImageDecoder.h"
-#include "imaging/VipsLibrary.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "imaging/formats/VipsLibrary.h"
 #include "platform/Threads.h"
 #include "platform/WorkingFolder.h"
 #include "preview/PreviewWindow.h"
@@ -14,8 +12,10 @@
 #include "sources/SourceCellImageView.h"
 #include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
+#include "stack/SharedState.h"
+#include "stack/WorkingFiles.h"
 #include "support/FakeTools.h"
-#include "support/ProgramFixture.h"
+#include "support/WindowsFixture.h"
 #include "widgets/ImageView.h"
 
 namespace lumaweave {
@@ -42,7 +42,7 @@ TEST(FittedSize, IsAtLeastOnePixel) {
     EXPECT_EQ(fittedPixels({30000, 3}, {100, 100}), QSize(100, 1));
 }
 
-class SourceCellTest : public ProgramTest {
+class SourceCellTest : public WindowsTest {
   protected:
     fs::path makeShot(const std::string& name, int width = 90, int height = 60,
                       const PixelFormat& format = {}) {

@@ -14,19 +14,19 @@
 #include <QSettings>
 #include <QTest>
 
-#include "app/Services.h"
-#include "fusion/EnfuseSettingsWindow.h"
-#include "fusion/WorkingFiles.h"
-#include "imaging/ImageDecoder.h"
-#include "imaging/VipsLibrary.h"
+#include "imaging/decoding/ImageDecoder.h"
+#include "imaging/formats/VipsLibrary.h"
+#include "platform/FileUrls.h"
 #include "platform/Threads.h"
 #include "preview/PreviewWindow.h"
+#include "settings/EnfuseSettingsWindow.h"
 #include "sources/DecodedShot.h"
 #include "sources/LoadingDialog.h"
 #include "sources/SourceCellImageView.h"
 #include "sources/SourceCellViewController.h"
+#include "stack/WorkingFiles.h"
 #include "support/FakeTools.h"
-#include "support/ProgramFixture.h"
+#include "support/WindowsFixture.h"
 #include "widgets/ImageView.h"
 
 namespace lumaweave {
@@ -38,7 +38,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-class SourcesWindowTest : public ProgramTest {
+class SourcesWindowTest : public WindowsTest {
   protected:
     SourcesWindowTest() : sources(*windows->sourcesWindow()) {}
 
@@ -113,7 +113,7 @@ TEST_F(SourcesWindowTest, ADropWithoutFileNamesIsAcceptedAndIgnored) {
 }
 
 TEST_F(SourcesWindowTest, TheDropsHandlerReturnsBeforeTheLoadBegins) {
-    sendDrop(&sources, {UrlFromPath(makeShots(1).front())});
+    sendDrop(&sources, {urlFromPath(makeShots(1).front())});
     EXPECT_EQ(sources.loadDialog(), nullptr);
     EXPECT_EQ(log.count("concludeDragOperation..."), 0);
     EXPECT_TRUE(waitUntil([] { return gNumSourceImages == 1; }));
@@ -327,7 +327,7 @@ TEST_F(SourcesWindowTest, ResavingIsOnAtFirstAndComesBackAsItWasSaved) {
     EXPECT_TRUE(sources.ensureValidTIFFFilesCheckBox()->isChecked());
     QSettings().setValue("ensureValidTIFFFilesCheckBox", 0);
     windows.reset();
-    windows = std::make_unique<MainInterface>();
+    windows = std::make_unique<TestFrame>();
     EXPECT_FALSE(windows->sourcesWindow()->ensureValidTIFFFilesCheckBox()->isChecked());
 }
 
@@ -336,7 +336,7 @@ class BadInputTest : public SourcesWindowTest {
     // Drops the bad file between two good ones: it is told, and the good ones are loaded.
     void expectRefused(const QUrl& bad) {
         const auto shots = makeShots(2);
-        const QList<QUrl> urls = {UrlFromPath(shots[0]), bad, UrlFromPath(shots[1])};
+        const QList<QUrl> urls = {urlFromPath(shots[0]), bad, urlFromPath(shots[1])};
         bool ended = false;
         const auto connection =
             QObject::connect(&sources, &SourcesWindow::loadEnded, [&ended] { ended = true; });
@@ -352,7 +352,7 @@ class BadInputTest : public SourcesWindowTest {
         sources.clearAllCellsAction(nullptr);
         alerts.forget();
     }
-    void expectRefused(const fs::path& bad) { expectRefused(UrlFromPath(bad)); }
+    void expectRefused(const fs::path& bad) { expectRefused(urlFromPath(bad)); }
 };
 
 TEST_F(BadInputTest, FilesThatAreNoPictures) {
@@ -445,18 +445,6 @@ TEST_F(SourcesWindowTest, NamesThatAreNotUtf8AreLoaded) {
     dropAndWait({file});
     EXPECT_THAT(alerts.texts(), IsEmpty());
     EXPECT_EQ(cell(0).urlToOriginalFile(), file);
-}
-
-TEST_F(SourcesWindowTest, FilesAddedBeforeTheFirstLayoutWaitForIt) {
-    windows.reset();
-    windows = std::make_unique<MainInterface>();
-    windows->openFiles(makeShots(2));
-    EXPECT_EQ(windows->sourcesWindow()->loadDialog(), nullptr);
-    windows->show();
-    EXPECT_TRUE(waitUntil([] { return gNumSourceImages == 2; }));
-    EXPECT_TRUE(waitForBackgroundTasks());
-    const Image scaled = decodeImage(GetURLToScaledSourceFile(0));
-    EXPECT_EQ(scaled.pixelsWide(), windows->previewWindow()->enfusedView()->width());
 }
 
 }  // namespace lumaweave

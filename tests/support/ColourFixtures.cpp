@@ -3,7 +3,7 @@
 #include <cmath>
 #include <stdexcept>
 
-#include "imaging/PixelData.h"
+#include "imaging/picture/PixelData.h"
 #include "support/FormatFixtures.h"
 
 // Colour spaces: their profiles, and their arithmetic.

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "imaging/VipsLibrary.h"
+#include "imaging/formats/VipsLibrary.h"
 #include "support/FormatFixtures.h"
 
 namespace lumaweave::test {

@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-#include "imaging/Image.h"
+#include "imaging/picture/Image.h"
 
 namespace lumaweave::test {
 

@@ -5,8 +5,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "imaging/PixelData.h"
-#include "imaging/VipsLibrary.h"
+#include "imaging/formats/VipsLibrary.h"
+#include "imaging/picture/PixelData.h"
 #include "support/FormatFixtures.h"
 #include "support/Pictures.h"
 #include "support/TestFolder.h"

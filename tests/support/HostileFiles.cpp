@@ -3,16 +3,13 @@
 #include <zlib.h>
 
 #include <array>
-#include <fstream>
 #include <stdexcept>
 #include <vips/vips8>
 
-#include "imaging/VipsLibrary.h"
-#include "platform/Resources.h"
+#include "imaging/formats/VipsLibrary.h"
 
 namespace lumaweave::test {
 
-namespace fs = std::filesystem;
 using vips::VImage;
 
 namespace {
@@ -121,25 +118,6 @@ std::string compressedZeros(std::size_t count) {
     }
     deflateEnd(&stream);
     return result;
-}
-
-void writeScript(const fs::path& path, const std::string& script) {
-    std::ofstream(path) << "#!/bin/sh\n" << script;
-    fs::permissions(path, fs::perms::owner_all);
-}
-
-ReaderReplacement::ReaderReplacement(const std::string& script) {
-    std::string place = (fs::temp_directory_path() / "reader-XXXXXX").native();
-    if (mkdtemp(place.data()) == nullptr) throw std::runtime_error("no folder for the reader");
-    folder_ = place;
-    if (!script.empty()) writeScript(folder_ / "lumaweave-reader", script);
-    setHelperFolder(folder_);
-}
-
-ReaderReplacement::~ReaderReplacement() {
-    setHelperFolder(LUMAWEAVE_HELPERS);
-    std::error_code ignored;
-    fs::remove_all(folder_, ignored);
 }
 
 }  // namespace lumaweave::test

@@ -1,12 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <string>
 
 namespace lumaweave::test {
 
-// Files that ask for more than they hold, and what is to be put in the reader's place.
+// Files that ask for more than they hold.
 
 // A PNG whose header claims an interlaced picture of that size, 16 bit with alpha, and that has no
 // pixels. Such a picture can only be held as a whole.
@@ -22,21 +21,5 @@ namespace lumaweave::test {
 
 // zlib's compressed form of so many zero bytes.
 [[nodiscard]] std::string compressedZeros(std::size_t count);
-
-// Puts a shell script (without its first line) in the reader's place while it lives; an empty one
-// leaves no reader there at all. Its job is $1, its source $2, its target $3.
-class ReaderReplacement {
-  public:
-    explicit ReaderReplacement(const std::string& script);
-    ~ReaderReplacement();
-    ReaderReplacement(const ReaderReplacement&) = delete;
-    ReaderReplacement& operator=(const ReaderReplacement&) = delete;
-
-  private:
-    std::filesystem::path folder_;
-};
-
-// Writes a file that can be run.
-void writeScript(const std::filesystem::path& path, const std::string& script);
 
 }  // namespace lumaweave::test

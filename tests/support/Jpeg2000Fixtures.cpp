@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "imaging/PixelData.h"
+#include "imaging/picture/PixelData.h"
 #include "support/FormatFixtures.h"
 #include "support/TestFolder.h"
 

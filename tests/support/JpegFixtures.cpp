@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "imaging/PixelData.h"
-#include "imaging/VipsLibrary.h"
+#include "imaging/formats/VipsLibrary.h"
+#include "imaging/picture/PixelData.h"
 #include "support/FormatFixtures.h"
 #include "support/Pictures.h"
 #include "support/TestFolder.h"

@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "imaging/PixelData.h"
+#include "imaging/picture/PixelData.h"
 #include "support/FormatFixtures.h"
 
 namespace lumaweave::test {

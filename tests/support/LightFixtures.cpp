@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "imaging/PixelData.h"
+#include "imaging/picture/PixelData.h"
 #include "support/FormatFixtures.h"
 
 // Files of linear light: OpenEXR and Radiance.

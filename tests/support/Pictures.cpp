@@ -5,8 +5,8 @@
 #include <limits>
 #include <string>
 
-#include "imaging/PixelData.h"
-#include "imaging/VipsLibrary.h"
+#include "imaging/formats/VipsLibrary.h"
+#include "imaging/picture/PixelData.h"
 
 namespace lumaweave::test {
 

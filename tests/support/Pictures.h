@@ -4,7 +4,7 @@
 #include <functional>
 #include <vector>
 
-#include "imaging/Image.h"
+#include "imaging/picture/Image.h"
 
 namespace vips {
 class VImage;

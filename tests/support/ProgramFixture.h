@@ -1,64 +1,21 @@
 #pragma once
 
-#include <gmock/gmock.h>
-
-#include <QUrl>
-#include <filesystem>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "app/AppDelegate.h"
 #include "app/MainInterface.h"
-#include "support/Pictures.h"
-#include "support/Recorders.h"
-#include "support/TestFolder.h"
-#include "support/Waiting.h"
-
-class QMimeData;
-
-namespace lumaweave {
-class SourceCellViewController;
-}
+#include "support/ShotsFixture.h"
 
 namespace lumaweave::test {
 
-// The whole program on the screen, as main() makes it, with a person who answers every alert.
-class ProgramTest : public testing::Test {
+// The whole program on the screen, as main() makes it.
+class ProgramTest : public ShotsTest {
   protected:
     ProgramTest();
     ~ProgramTest() override;
 
-    [[nodiscard]] SourceCellViewController& cell(int index) const;
-    // Drops files on a widget with real drag and drop events, and waits until they are loaded and
-    // everything that follows has ended.
-    void dropAndWait(QWidget* target, const std::vector<std::filesystem::path>& files);
-    void dropAndWait(const std::vector<std::filesystem::path>& files);
-    // The same with any URLs.
-    static void sendDrop(QWidget* target, const QList<QUrl>& urls);
-    static void sendDrop(QWidget* target, const QMimeData& data);
-    // Fuses full size to the file through the fuse button, and waits for the end of it.
-    void fuseFullSize(const std::filesystem::path& result);
-    // Replaces the tools of the resource folder, until the test ends: a shell script (without its
-    // first line) in the place of "enfuse-openmp".
-    void replaceFusionTool(const std::string& script);
-    // The same in the place of any tool of the folder "Enfuse".
-    void replaceTool(const std::string& name, const std::string& script);
-
-    TestFolder folder;
-    LogRecorder log;
-    AlertAnswerer alerts;
     std::unique_ptr<MainInterface> windows;
     std::unique_ptr<AppDelegate> delegate;
-
-  private:
-    TestFolder resources_;
 };
-
-// The images and options of an echoed fusion command: what stands between double quotes.
-[[nodiscard]] std::vector<std::string> quotedParts(const std::string& command);
-// The lines of a text that begin with this.
-[[nodiscard]] std::vector<std::string> linesStartingWith(const std::string& text,
-                                                         const std::string& start);
 
 }  // namespace lumaweave::test

@@ -1,21 +1,27 @@
 #include <gmock/gmock.h>
 
+#include "support/TestRun.h"
+
+// Compiled once for each storey's tests, which need no more of Qt than the storey has.
+#if defined(QT_WIDGETS_LIB)
 #include <QApplication>
-#include <memory>
-#include <string_view>
+using Application = QApplication;
+#elif defined(QT_GUI_LIB)
+#include <QGuiApplication>
+using Application = QGuiApplication;
+#else
+#include <QCoreApplication>
+using Application = QCoreApplication;
+#endif
 
-#include "app/ProgramRun.h"
-#include "platform/Resources.h"
-
-// One QApplication and one program run serve all tests of the process. Listing the tests needs
-// neither, so that they can be found without a display.
+// One application serves all tests of the process. Listing the tests needs none, so that they can
+// be found without a display.
 int main(int argc, char** argv) {
     testing::InitGoogleMock(&argc, argv);
     if (GTEST_FLAG_GET(list_tests)) return RUN_ALL_TESTS();
-    lumaweave::setResourceFolder(LUMAWEAVE_RESOURCES);
-    lumaweave::setHelperFolder(LUMAWEAVE_HELPERS);
-    QApplication application(argc, argv);
-    QApplication::setQuitOnLastWindowClosed(false);
-    const lumaweave::ProgramRun run;
-    return RUN_ALL_TESTS();
+    Application application(argc, argv);
+#if defined(QT_GUI_LIB)
+    Application::setQuitOnLastWindowClosed(false);
+#endif
+    return lumaweave::test::runTests();
 }

@@ -32,10 +32,10 @@
 #include "app/AppDelegate.h"
 #include "app/MainInterface.h"
 #include "app/ProgramRun.h"
-#include "app/Services.h"
-#include "app/SharedState.h"
+#include "fusion/SavePanel.h"
+#include "stack/SharedState.h"
 #include "batch/BatchSettings.h"
-#include "imaging/ImageDecoder.h"
+#include "imaging/decoding/ImageDecoder.h"
 #include "panorama/MyOpenGLView.h"
 #include "panorama/VRWindow.h"
 #include "platform/Log.h"
@@ -58,7 +58,7 @@ namespace {
 namespace fs = std::filesystem;
 
 void say(const std::string& line) {
-    PrintLine("tour: " + line);
+    printLine("tour: " + line);
 }
 
 [[noreturn]] void giveUp(const std::string& reason) {
@@ -218,7 +218,7 @@ void lookAtTheResult(const PreviewWindow& preview, const fs::path& folder) {
 }
 
 void fuseFullSize(MainInterface& windows, const fs::path& result) {
-    SetSaveFilenameChooser([result] { return result; });
+    setSaveFilenameChooser([result] { return result; });
     windows.previewWindow()
         ->afterEnfusingRadioButtons()
         ->button(PreviewWindow::showInWindow)
@@ -252,7 +252,7 @@ void fuseFolder(const MainInterface& windows, const fs::path& folder,
     const std::size_t sets = shots.size() / shotsInSet;
     for (std::size_t i = 0; i < sets * shotsInSet; ++i)
         fs::copy_file(shots[i], brackets / shots[i].filename());
-    SetBatchFolderChooser([brackets] { return std::vector<fs::path>{brackets}; });
+    setBatchFolderChooser([brackets] { return std::vector<fs::path>{brackets}; });
     QTimer look;
     QObject::connect(&look, &QTimer::timeout, [&look, &folder] {
         QWidget* dialog = QApplication::activeModalWidget();
@@ -269,7 +269,7 @@ void fuseFolder(const MainInterface& windows, const fs::path& folder,
     look.start(100);
     windows.findChild<QAction*>("batchAction")->trigger();
     runUntilIdle();
-    SetBatchFolderChooser({});
+    setBatchFolderChooser({});
     std::size_t results = 0;
     for (const auto& entry : fs::directory_iterator(brackets / "Enfused Files")) {
         say("fused file " + fs::absolute(entry.path()).native());

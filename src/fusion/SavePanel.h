@@ -1,0 +1,19 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+
+namespace lumaweave {
+
+// Asks where to save a fused result. The path ends in ".tif" or ".tiff", can be quoted, and the
+// user has agreed to replace a file that is there; empty when they cancel. A path that cannot be
+// quoted, or that is a loaded shot's own, is refused with an alert, and asked for again. Main
+// thread.
+[[nodiscard]] std::filesystem::path AskForSaveFilename();
+
+// The save panel's part of AskForSaveFilename: gives the chosen path, empty for cancel. Tests put
+// their own in its place; an empty function restores the panel.
+using SaveFilenameChooser = std::function<std::filesystem::path()>;
+void setSaveFilenameChooser(SaveFilenameChooser chooser);
+
+}  // namespace lumaweave

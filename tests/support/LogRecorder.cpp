@@ -1,0 +1,30 @@
+#include "support/LogRecorder.h"
+
+#include <algorithm>
+
+#include "platform/Log.h"
+
+namespace lumaweave::test {
+
+LogRecorder::LogRecorder() {
+    setLogSink([this](std::string_view line) {
+        const std::lock_guard lock(mutex_);
+        lines_.emplace_back(line);
+    });
+}
+
+LogRecorder::~LogRecorder() {
+    setLogSink({});
+}
+
+std::vector<std::string> LogRecorder::lines() const {
+    const std::lock_guard lock(mutex_);
+    return lines_;
+}
+
+int LogRecorder::count(const std::string& line) const {
+    const std::lock_guard lock(mutex_);
+    return static_cast<int>(std::count(lines_.begin(), lines_.end(), line));
+}
+
+}  // namespace lumaweave::test
