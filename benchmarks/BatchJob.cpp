@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include <unistd.h>
 
 #include <cstdlib>
@@ -42,8 +43,8 @@ std::vector<fs::path> makeFolder(const fs::path& folder, const std::vector<fs::p
     return files;
 }
 
-// Stands before the installed fusion tool and notes when it begins and ends: what else the machine
-// does meanwhile then slows both sides of the comparison.
+// Stands before the installed fusion tool and notes when it begins and ends: other work of the
+// machine then slows both sides of the comparison.
 class ToolWatch {
   public:
     explicit ToolWatch(const fs::path& folder) : times_(folder / "times") {
@@ -76,7 +77,7 @@ class ToolWatch {
     fs::path times_;
 };
 
-// The time of a set; the results are removed again.
+// The time of a set; removes the results again.
 double fuseWithProgram(const Workplace& place, const fs::path& folder) {
     const double seconds = place.program.fuseFolder(folder, shotsInSet);
     const fs::path results = folder / "Enfused Files";

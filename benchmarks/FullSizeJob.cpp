@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include <unistd.h>
 
 #include <stdexcept>
@@ -26,7 +27,7 @@ double fuseWithProgram(const Workplace& place) {
     return seconds;
 }
 
-// The command that the program has run just before, into another file of the same folder.
+// Runs the program's last command anew, into another file of the same folder.
 double fuseWithTool(const Workplace& place) {
     const std::vector<std::string> commands = place.output.fusionCommands();
     if (commands.size() != 1) throw std::runtime_error("not one fusion command");
@@ -43,7 +44,7 @@ double fuseWithTool(const Workplace& place) {
 std::vector<Row> runFullSizeJob(const Workplace& place) {
     place.program.loadAndWait(photos(place.folder, shots));
     place.program.chooseSixteenBit();
-    // What the load has written goes to the disk now, not while something is timed.
+    // Flushes what the load has written now, not while something is timed.
     sync();
     std::vector<double> ours;
     std::vector<double> reference;

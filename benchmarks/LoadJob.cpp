@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include <string>
 
 #include "Inputs.h"
@@ -11,7 +12,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The converter's time; its files are removed again.
+// The converter's time; removes its files again.
 double timeConversion(const std::vector<fs::path>& files) {
     std::string command = "printf '%s\\0'";
     for (const fs::path& file : files)

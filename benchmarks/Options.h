@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <optional>
@@ -14,7 +15,7 @@ struct Options {
     bool help = false;
 };
 
-// Throws std::invalid_argument with a line for the person.
+// Throws std::invalid_argument with a line for the user.
 [[nodiscard]] Options readOptions(const std::vector<std::string>& arguments);
 
 [[nodiscard]] std::string usage();

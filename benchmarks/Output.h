@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <filesystem>
@@ -26,7 +27,7 @@ class Output {
 // The end of such a file, for whoever has to find out what went wrong.
 [[nodiscard]] std::string endOfOutput(const std::filesystem::path& file);
 
-// Writes a line for the person who waits to what was standard error at first.
+// Writes a line for the waiting user to what was standard error at first.
 void progress(const std::string& line);
 
 }  // namespace lumaweave::bench

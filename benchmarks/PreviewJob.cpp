@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include <stdexcept>
 #include <string>
 
@@ -15,7 +16,7 @@ namespace {
 constexpr int shots = 7;
 constexpr double inMilliseconds = 1000;
 
-// The commands that the program has run, one after the other.
+// Runs the program's commands again, one after the other.
 double timeCommands(const std::vector<std::string>& commands) {
     std::vector<std::vector<std::string>> runs;
     for (const std::string& command : commands) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Program.h"
 
 #include <QAbstractButton>
@@ -22,15 +23,16 @@
 #include "Output.h"
 #include "Processes.h"
 #include "align/AutoAlignProgress.h"
-#include "fusion/SavePanel.h"
-#include "stack/SharedState.h"
 #include "batch/BatchSettings.h"
-#include "settings/EnfuseSettingsWindow.h"
+#include "fusion/SavePanel.h"
+#include "platform/FileUrls.h"
 #include "platform/Threads.h"
 #include "platform/WorkingFolder.h"
 #include "preview/PreviewWindow.h"
+#include "settings/EnfuseSettingsWindow.h"
 #include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
+#include "stack/SharedState.h"
 #include "widgets/FloatSlider.h"
 #include "widgets/ImageView.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QApplication>
@@ -16,14 +17,14 @@ class SourceCellViewController;
 namespace lumaweave::bench {
 
 // Ends this process when the program shows an alert: nobody is there to answer it, and what is
-// measured after it would be something else. The one that is expected is answered.
+// measured after it would be something else. Answers the one that is expected.
 class AlertWatch : public QObject {
   public:
     AlertWatch();
     ~AlertWatch() override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
-    // Called instead, once, when the alert of this text is shown.
+    // Calls `then` instead, once, when an alert has this text.
     void expect(const QString& text, std::function<void()> then);
 
   private:
@@ -31,8 +32,8 @@ class AlertWatch : public QObject {
     std::function<void()> then_;
 };
 
-// The whole program on the screen, as its main() makes it, and what a person does with it. All
-// times are in seconds.
+// The whole program on the screen, as its main() makes it, and what a user does with it. All times
+// are in seconds.
 class Program {
   public:
     Program();
@@ -54,9 +55,9 @@ class Program {
     // are on the screen.
     [[nodiscard]] double changeBrightness(bool upward) const;
     void chooseSixteenBit() const;
-    // Fuses full size; the time from the name of the file being known until all is done.
+    // Fuses full size; the time from knowing the file's name until all is done.
     [[nodiscard]] double fuseFullSize(const std::filesystem::path& result) const;
-    // Fuses a folder of brackets of so many shots; the time from the folder being known until the
+    // Fuses a folder of brackets of so many shots; the time from knowing the folder until the
     // message that all is done.
     [[nodiscard]] double fuseFolder(const std::filesystem::path& folder, int shots);
 

@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <filesystem>
 
 namespace lumaweave::bench {
 
-// A folder for everything that a run makes, removed with all in it when it goes. It lies where the
+// A folder for everything that a run makes; its end removes it and all in it. It lies where the
 // program would put its working folder.
 class ScratchFolder {
   public:
@@ -16,7 +17,7 @@ class ScratchFolder {
     [[nodiscard]] const std::filesystem::path& path() const { return path_; }
 
     // Makes this process and its children use the folder for settings and working files, so that
-    // nothing of the user's is read or written.
+    // they touch nothing of the user's.
     void useForEverything() const;
 
   private:

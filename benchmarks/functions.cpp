@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Measures single functions on pictures of the sizes that the program meets.
 
 #include <benchmark/benchmark.h>
@@ -11,6 +13,7 @@
 #include "fusion/EnfuseCommand.h"
 #include "imaging/decoding/ImageDecoder.h"
 #include "imaging/picture/PixelData.h"
+#include "settings/FusionSettings.h"
 
 namespace lumaweave::bench {
 

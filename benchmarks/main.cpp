@@ -1,6 +1,8 @@
-// Measures the whole program: its windows are made and used as a person would, and the times stand
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+// Measures the whole program: makes and uses its windows as a user would, and prints the times
 // beside those of the tools alone. Every job runs in a process of its own, so that none disturbs
-// another and whatever happens in it, the folder of the run is removed.
+// another and the folder of the run goes whatever happens.
 
 #include <csignal>
 #include <cstdio>

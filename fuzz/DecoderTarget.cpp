@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include <cstdlib>
 #include <system_error>
 
@@ -12,7 +13,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Looks at what a working copy is made of: a map that does not hold it would be found out.
+// Looks at the pixels of a working copy: a map that does not hold them would show.
 void touch(const Image& image) {
     if (image.isNull()) return;
     const Image small = image.thinned(1, 1);
@@ -24,8 +25,8 @@ void touch(const Image& image) {
 void decodePicture(Bytes file) {
     const fs::path path = writeScratch("picture", file);
     const fs::path target = scratchFolder() / "picture.tif";
-    // What the program hands to the reader is decoded within the reader's limits, not in a process
-    // like this one.
+    // The program hands such files to the reader, which decodes them within limits that this
+    // process does not have.
     constexpr std::uint64_t most = std::uint64_t{256} << 20;
     if (pixelBytesHeldAtOnce(path) > most) return;
     const DecodedFile decoded = decodeToTiffHere(path, target);

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // libFuzzer's entry; LUMAWEAVE_FUZZ_TARGET is one of Targets.h's functions.
 
 #include <cstdint>

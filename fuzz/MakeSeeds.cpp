@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Writes the seeds that command-line tools cannot make: lumaweave-make-seeds FOLDER.
 
 #include <filesystem>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Asks a test program for its tests, and writes what ctest is to run: one entry for the tests of a
 # suite, which share a process, or, with ctest -C single, one for each test. A process takes some
 # tests at the most, so that the long suites are spread over the cores. Each test of the suites in

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Sourced by the commands in the root: installs what is missing, and builds. Quiet when there is
 # nothing to do.
 
@@ -20,7 +21,7 @@ fail() {
     exit 1
 }
 
-# Installs those of the named Debian packages that are not there yet.
+# Installs the named Debian packages that are not there yet.
 install_missing() {
     local package missing=()
     for package in "$@"; do
@@ -58,15 +59,15 @@ build() {
             fail "the build could not be configured"
         }
     fi
-    # Of a build without work ninja tells two lines, which are left out.
+    # Leaves out the two lines that ninja prints without work.
     ninja -C "$folder" "$@" | awk -v preset="$preset" '
         /Entering directory|Re-checking globbed directories|no work to do/ { next }
         !started++ { print "Building (" preset ")" }
         { print; fflush() }' || fail "the build did not succeed"
 }
 
-# Runs a command on the screen that is there, or on a virtual one. (-noreset: the screen would
-# otherwise start anew, and refuse programs meanwhile, whenever its last one has gone.)
+# Runs a command on the screen that is there, or on a virtual one. (-noreset: otherwise the
+# screen starts anew when its last program has gone, and refuses others meanwhile.)
 with_display() {
     if [ -n "${DISPLAY:-}" ]; then
         "$@"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "align/AlignmentRun.h"
 
 #include <sys/stat.h>
@@ -107,8 +108,8 @@ void AlignmentRun::prepare() {
     state_->tellFieldOfView();
 }
 
-// The working copies do not say through what lens they were taken; the files that they were made
-// from do. One bracket is taken with one lens.
+// The working copies do not name their lens; the files that they were made from do. One bracket has
+// one lens.
 void AlignmentRun::State::tellFieldOfView() const {
     removeFile(alignedFieldOfViewFile());
     const bool fisheye = currentAlignSettings().assumeFullFrameFisheye;
@@ -128,7 +129,7 @@ void AlignmentRun::State::tellFieldOfView() const {
     }
 }
 
-// Through an unlinked scratch file: the tool's own cannot be mapped, being compressed, and the next
+// Uses an unlinked scratch file: the tool's own is compressed, cannot be mapped, and the next
 // alignment writes into it.
 Image AlignmentRun::State::load(const fs::path& file, int n) {
     const auto written = writingOf(file);

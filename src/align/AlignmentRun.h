@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <functional>
@@ -7,8 +8,8 @@
 namespace lumaweave {
 
 // What one alignment does around the tool: it takes the filled cells' files as inputs, and puts the
-// outputs into the same cells. A cell that has been emptied or filled anew meanwhile is left alone.
-// Used by one thread at a time.
+// outputs into the same cells. It leaves a cell alone that was emptied or filled anew meanwhile.
+// One thread at a time.
 class AlignmentRun {
   public:
     // Takes what the cells hold now.
@@ -23,15 +24,15 @@ class AlignmentRun {
     // command line.
     [[nodiscard]] bool appendInputs(std::string& command) const;
 
-    // To be called just before the tool starts: removes the aligned files that no cell points to,
-    // so that this run's failure is seen as one, and tells the tool's adapter the field of view.
+    // Call just before the tool starts: removes the aligned files that no cell points to, so that
+    // this run's failure is seen as one, and tells the tool's adapter the field of view.
     void prepare();
 
     // Gives every cell the aligned file of its own number, loads it, and has the cell show it; the
     // tool numbers its files by their place in the command line, so they agree where there is no
     // gap before the cell. Ends at the first file that the tool did not write or that cannot be
-    // loaded: this cell points to it, with the image that it had. `nowLoading` is called before
-    // each (counted from 1). False when a file was not loaded. No lock may be held.
+    // loaded: its cell points to it, but keeps the image it had. Calls `nowLoading` before each
+    // (counted from 1). False when a file was not loaded. No lock may be held.
     [[nodiscard]] bool reassign(const std::function<void(int)>& nowLoading);
 
     // Whether reassign failed for want of room in the working folder.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "align/AutoAlignProgress.h"
 
 #include <QApplication>
@@ -36,7 +37,7 @@ void noteWorkers(int change) {
         Wait::no);
 }
 
-// Below the other window, or above it where the screen ends, so that it covers nothing of it.
+// Below the other window, or above it where the screen ends, so that both are fully seen.
 void moveBelow(QWidget& window, const QWidget& other) {
     const QRect taken = other.frameGeometry();
     const int titleBar = other.geometry().top() - taken.top();
@@ -89,7 +90,7 @@ void AutoAlignProgressDialog::init() {
     if (fromMainThread) {
         dialog->run();
     } else {
-        // Not with a loop on the main thread: a sheet that stands there could not close before it.
+        // Runs no loop on the main thread: a sheet that stands there could not close before it.
         dialog->ended_.get_future().wait();
     }
     performOnMainThread([&dialog] { dialog->finish(); }, Wait::yes);
@@ -101,7 +102,7 @@ void AutoAlignProgressDialog::start(bool besideOtherSheets) {
     performInBackground([self = shared_from_this()] { self->doAutoAlignOnThread(); });
     QWidget* over = gSourcesWindow != nullptr ? gSourcesWindow->window() : nullptr;
     QWidget* sheet = besideOtherSheets ? QApplication::activeModalWidget() : nullptr;
-    // As the child of the sheet that stands there it can be answered, and so can that one.
+    // As the child of the other sheet it can be used, and so can that one.
     if (besideOtherSheets) setWindowModality(Qt::NonModal);
     begin(sheet != nullptr ? sheet : over);
     if (sheet != nullptr) moveBelow(*this, *sheet);

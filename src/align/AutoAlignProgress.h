@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <filesystem>
@@ -30,7 +31,7 @@ class AutoAlignProgressDialog : public Sheet,
     // the caller waits. Any thread; no lock may be held.
     static void init();
 
-    // Whether a worker lives, be it with or (after a cancel) without its sheet. Any thread.
+    // Whether a worker lives, with its sheet or (after a cancel) without. Any thread.
     [[nodiscard]] static bool isAlignmentRunning();
 
     // Waits until none lives. Background threads; no lock may be held.
@@ -45,7 +46,7 @@ class AutoAlignProgressDialog : public Sheet,
     // alert, when the tool is missing. Any thread; no lock may be held.
     [[nodiscard]] std::optional<std::string> createAlignImageStackCommandString(
         const std::filesystem::path& prefix) const;
-    // Ends the modal run, and has the preview fused anew when there are two or more images.
+    // Ends the modal run, and fuses the preview anew when there are two or more images.
     void endDialogOnMainThread();
     void bumpProgressBarOnMainThread();
     // Ends the modal run at once. The worker goes on to its end.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "align/AutoAlignSettings.h"
 
 #include <limits>
@@ -13,7 +14,7 @@ namespace lumaweave {
 
 AutoAlignSettings::AutoAlignSettings() : layout_(std::make_unique<Ui::AutoAlignSettingsDialog>()) {
     layout_->setupUi(this);
-    // Any number may have been saved; the tool says what it thinks of it.
+    // The settings file may hold any number; the tool judges it.
     for (QSpinBox* control : {gridSizeControl(), numControlPointsControl()}) {
         control->setRange(std::numeric_limits<int>::min(), std::numeric_limits<int>::max());
     }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <memory>
@@ -24,8 +25,7 @@ class AutoAlignSettings : public Sheet {
     AutoAlignSettings();
     ~AutoAlignSettings() override;
 
-    // Shows the globals' values and runs the dialog. When it was started, the alignment runs before
-    // this returns.
+    // Shows the globals' values, runs the dialog, and then the alignment if the user starts it.
     void init();
 
     // Ends the dialog. Nothing is stored.

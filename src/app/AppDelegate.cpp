@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/AppDelegate.h"
 
 #include <QApplication>
@@ -22,7 +23,7 @@ AppDelegate* gAppDelegate = nullptr;
 
 namespace {
 
-// Over whatever is modal now, or the alert could not be answered; else over the window in use, or
+// The modal window if there is one, or nobody could answer the alert; else the window in use, or
 // the main frame while no window of the program has the focus.
 QWidget* windowBelowAlert() {
     if (QWidget* modal = QApplication::activeModalWidget()) return modal;
@@ -132,7 +133,7 @@ void AppDelegate::offerVersion(const QString& version) {
     alert.setObjectName("versionAlert");
     alert.setIcon(QMessageBox::Information);
     alert.setText("A new version of Lumaweave is available");
-    // The version is taken as a format without arguments, as the log takes messages.
+    // Takes the version as a format without arguments, as the log takes messages.
     alert.setInformativeText(
         QString::fromStdString(formatWithoutArguments(shortenedForAlert(version).toStdString())));
     showPlainText(alert);

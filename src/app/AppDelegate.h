@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QString>
@@ -14,8 +15,8 @@ class AppDelegate;
 // The running program's; null before it has finished launching and while it quits. Main thread.
 extern AppDelegate* gAppDelegate;
 
-// Stands for the running program: the target of alerts, and the one who reads the update feed. Made
-// by main() and alive until the event loop has ended. Main thread, but for what says otherwise.
+// Stands for the running program: shows alerts and reads the update feed. main() makes it; it lives
+// until the event loop has ended. Main thread, but for what says otherwise.
 class AppDelegate final : public FeedParserDelegate {
   public:
     AppDelegate() = default;
@@ -23,7 +24,7 @@ class AppDelegate final : public FeedParserDelegate {
     AppDelegate(const AppDelegate&) = delete;
     AppDelegate& operator=(const AppDelegate&) = delete;
 
-    // The windows stand on the screen and the event loop runs: from here on alerts are shown. Then
+    // The windows stand on the screen and the event loop runs: shows alerts from here on, then
     // checks for updates.
     void applicationDidFinishLaunching();
 
@@ -32,19 +33,19 @@ class AppDelegate final : public FeedParserDelegate {
     static void stopPresentingAlerts();
 
     // Fuses a folder of brackets: asks for the settings and the folder, and returns when the batch
-    // has ended or was cancelled. Nothing happens while a batch still runs.
+    // has ended or was cancelled. Does nothing while a batch still runs.
     void doBatchAction();
 
-    // Shows the message modally, as plain text, and logs it once the person has closed it.
+    // Shows the message modally, as plain text, and logs it once the user has closed it.
     void doAlert(const std::string& message);
 
     // Reads the update feed of the maker's web server, if there is one, and shows what is new in
-    // it. Returns when the feed has been read, after longestUpdateWait at most, and when its
-    // message has been closed; windows are painted and can be used meanwhile. What goes wrong is
-    // one line in the log.
+    // it. Returns when it has read the feed, after longestUpdateWait at most, and the user has
+    // closed its message; windows are painted and can be used meanwhile. Logs one line when
+    // something goes wrong.
     void doVersionCheck();
 
-    // The feed's events. Elements count wherever they stand, and of several the last.
+    // The feed's events. Elements count wherever they stand; the last one wins.
     void didStartDocument() override;
     void didStartElement(const QString& name) override;
     void foundCharacters(const QString& characters) override;
@@ -53,8 +54,8 @@ class AppDelegate final : public FeedParserDelegate {
     // Shows the feed's message, unless one of its number or a later one was shown before.
     void didEndDocument() override;
 
-    // Offers the new version and, if the person wants it, opens the product page. Started on a
-    // thread of its own, where it waits for the person; the alert itself is the main thread's.
+    // Offers the new version and, if the user wants it, opens the product page. Runs on a thread of
+    // its own, which waits for the user; the alert itself is the main thread's.
     void doVersionNotificationOnMainThread(const QString& version);
 
     // The text being collected, the last message and the last message number of the feed.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/DisplayProfile.h"
 
 #include <xcb/xcb.h>
@@ -24,7 +25,7 @@ QByteArray displayProfile(xcb_connection_t* connection) {
     if (!atom || atom->atom == XCB_ATOM_NONE) return {};
     const xcb_screen_iterator_t screen = xcb_setup_roots_iterator(xcb_get_setup(connection));
     if (screen.rem == 0) return {};
-    // More than the largest profiles of screens; counted in fours of bytes.
+    // More than any screen's profile; in units of four bytes.
     constexpr std::uint32_t most = (16U << 20) / 4;
     const std::unique_ptr<xcb_get_property_reply_t, Freer> property(
         xcb_get_property_reply(connection,

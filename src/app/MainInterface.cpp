@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/MainInterface.h"
 
 #include <QActionGroup>
@@ -39,7 +40,7 @@ constexpr auto geometryKey = "arrangement/geometry";
 constexpr auto docksKey = "arrangement/docks";
 constexpr auto imageFolderKey = "arrangement/imageFolder";
 
-// A scroll area that is never narrower than what it holds: only heights run out.
+// A scroll area never narrower than what it holds: it scrolls only up and down.
 QScrollArea* scrolling(QWidget* content) {
     auto* area = new QScrollArea;
     area->setFrameShape(QFrame::NoFrame);
@@ -296,7 +297,7 @@ void MainInterface::openWaitingFiles() {
 void MainInterface::showEvent(QShowEvent* event) {
     QMainWindow::showEvent(event);
     if (laidOut_) return;
-    // The layout is made while the window is shown; from the event loop on it stands.
+    // Showing the window lays it out; once the event loop runs, that is done.
     QTimer::singleShot(0, this, [this] {
         laidOut_ = true;
         openWaitingFiles();

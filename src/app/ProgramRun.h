@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 class QApplication;
 
 namespace lumaweave {
 
-// Logging out, Ctrl-C in the terminal and kill (SIGTERM, SIGINT, SIGHUP) end the program from now on
-// as its window's close button does: the tools are ended and the working folder goes. Main thread.
+// From now on logging out, Ctrl-C in the terminal and kill (SIGTERM, SIGINT, SIGHUP) end the
+// program as its close button does: it ends the tools and removes the working folder. Main thread.
 void quitOnSignals();
 
 // What a run of the program needs around its windows, in the order of its life: names for the
@@ -20,8 +21,8 @@ class ProgramRun {
     ProgramRun(const ProgramRun&) = delete;
     ProgramRun& operator=(const ProgramRun&) = delete;
 
-    // Lets running tasks end while the windows still stand: what a tool is doing may go on for some
-    // seconds, nothing new is started. To be called when the event loop has ended.
+    // Lets running tasks end while the windows still stand: tools may go on for some seconds,
+    // nothing new starts. Call when the event loop has ended.
     void finish();
 };
 

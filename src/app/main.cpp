@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include <QApplication>
 #include <filesystem>
 #include <string>
@@ -11,7 +12,7 @@
 #include "widgets/FirstPaint.h"
 
 int main(int argc, char** argv) {
-    // Qt takes its own options out; what is left are the images to open, byte for byte.
+    // Qt takes its own options out; the rest are the images to open, byte for byte.
     QApplication application(argc, argv);
     std::vector<std::filesystem::path> files;
     for (int i = 1; i < argc; ++i) {

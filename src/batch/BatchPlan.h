@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QString>
@@ -8,7 +9,7 @@
 
 namespace lumaweave {
 
-// What a batch makes of the names in its folder. Values in, values out; no file is touched. Any
+// What a batch makes of the names in its folder. Values in, values out; touches no file. Any
 // thread, but for what asks for the user's locale (main thread).
 
 // In the order of the user's locale, upper and lower case alike, character by character: img_10
@@ -20,7 +21,7 @@ namespace lumaweave {
 // The folder for the results of a batch folder.
 [[nodiscard]] std::filesystem::path batchResultFolder(const std::filesystem::path& batchFolder);
 
-// The file name of the result of the set that ends with this file.
+// The result's file name for the set that ends with this file.
 [[nodiscard]] std::string batchResultName(const std::filesystem::path& lastFile);
 
 // Why these files cannot be fused into this folder: the first path of a result that would not reach
@@ -29,13 +30,13 @@ namespace lumaweave {
 [[nodiscard]] std::optional<std::string> batchObjection(
     const std::filesystem::path& batchFolder, const std::vector<std::filesystem::path>& files);
 
-// How many seconds a batch will still take: every set as long as those before it, of which the
-// present one has already used some. None before the first set is done, and after the last.
+// How many seconds a batch will still take: every set takes as long as those before, and the
+// present one has used some of that. None before the first set is done, and after the last.
 [[nodiscard]] std::optional<double> remainingBatchSeconds(int setsDone, int sets,
                                                           double secondsForThose,
                                                           double secondsInThisSet);
 
-// The same in words for the person.
+// The same in words for the user.
 [[nodiscard]] QString remainingBatchText(std::optional<double> seconds);
 
 // A list for the log: (a, b, c).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "batch/BatchProgress.h"
 
 #include <QApplication>
@@ -98,7 +99,7 @@ void BatchProgressDialog::runBatch() {
     std::error_code ignored;
     fs::create_directory(destFolderPath_, ignored);
     theWindow_ = this;
-    // A bar without any step would show the animation of one without an end.
+    // A bar without any step would show the animation of an endless one.
     progressBar()->setRange(0, std::max(1, gNumBatchSets * (gAutoAlignDuringBatch ? 3 : 2)));
     sinceStart_.start();
     showSet(1);
@@ -132,7 +133,7 @@ void BatchProgressDialog::showSet(int number) {
     if (number <= gNumBatchSets) {
         setField()->setText(tr("Set %1 of %2").arg(number).arg(gNumBatchSets));
     } else {
-        // Files that make no whole set: the worker finds out.
+        // The worker finds out whether files are left over.
         setField()->setText(tr("Files after the last whole set"));
     }
     showTime();
@@ -153,7 +154,7 @@ void BatchProgressDialog::bumpProgressBarOnMainThread() {
 void BatchProgressDialog::endDialogOnMainThread() {
     ended_ = true;
     abort();
-    end();  // nothing of it stands behind the message
+    end();  // nothing stays behind the message
     if (detached_) {
         gSourcesWindow->clearAllCellsAction(nullptr);
         BatchActivity::instance().setPhase(BatchActivity::Phase::none);
@@ -164,7 +165,7 @@ void BatchProgressDialog::endDialogOnMainThread() {
 void BatchProgressDialog::doCancelAction(const QObject*) {
     gCancelBatch = true;
     stop(0);
-    // The sheet of a set's alignment goes too; the alignment ends without it.
+    // Closes the alignment's sheet too; the alignment ends without it.
     for (QWidget* window : QApplication::topLevelWidgets()) {
         auto* alignment = qobject_cast<AutoAlignProgressDialog*>(window);
         if (alignment != nullptr && alignment->isVisible()) alignment->doCancelAction(this);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "batch/BatchRun.h"
 
 #include <QCoreApplication>
@@ -54,7 +55,7 @@ void BatchRun::run() {
         listener_.doing(tr("Waiting for the alignment that still runs…"));
         AutoAlignProgressDialog::waitUntilNoneRuns();
     }
-    // Every batch says it again.
+    // Each batch may alert anew.
     noteWorkingFolderWritten();
     EarlierResult::recover(resultFolder_);
     runSets();
@@ -107,7 +108,7 @@ void BatchRun::decodeAhead(int files) {
 }
 
 // Takes files from the list until one fills the cell. `wanted`: how many files this cell and those
-// after it ask for, which are decoded ahead together.
+// after it ask for; they are decoded ahead together.
 BatchRun::Filling BatchRun::assignNextFile(int cell, int wanted) {
     while (position_ < gBatchList->size()) {
         if (!ahead_ || position_ >= aheadEnd_) decodeAhead(wanted);
@@ -126,7 +127,7 @@ BatchRun::Filling BatchRun::assignNextFile(int cell, int wanted) {
             return Filling::complete;
         }
         logLine("The file at path " + file.native() + " could not be assigned by Lumaweave!");
-        // The file is good: without it the set would be made up of shots of two brackets.
+        // The file is good: without it the set would mix shots of two brackets.
         if (noRoom) return Filling::noRoom;
     }
     return Filling::listUsedUp;
@@ -136,7 +137,7 @@ void BatchRun::alignSet() {
     logLine("doing auto-align...");
     listener_.doing(tr("Aligning the shots up to %1…").arg(nameOf(lastAssigned_)));
     AutoAlignProgressDialog::init();
-    // Its own cancel leaves it at work on the cells.
+    // A cancelled one still works on the cells.
     AutoAlignProgressDialog::waitUntilNoneRuns();
     listener_.stepDone();
 }

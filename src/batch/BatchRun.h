@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QString>
@@ -10,8 +11,8 @@ namespace lumaweave {
 class DecodeAhead;
 
 // What a batch does, without its sheet: it loads, aligns and fuses one set of files after another,
-// as BatchState says. A file that cannot be loaded is passed over, a set that cannot be fused
-// leaves an earlier result as it was. Used by the batch's worker alone.
+// as BatchState says. It skips a file that cannot be loaded; a set that cannot be fused leaves an
+// earlier result as it was. For the batch's worker alone.
 class BatchRun {
   public:
     // How far the run is. Called on the worker; each may wait for the main thread.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "batch/BatchSettings.h"
 
 #include <QApplication>
@@ -32,7 +33,7 @@ std::vector<fs::path> chooseWithPanel() {
                       settings.value(batchFolderKey, pictures).toString());
     panel.setObjectName("batchFolderPanel");
     panel.setFileMode(QFileDialog::Directory);
-    // The files are shown, so that a person sees which folder holds the shots.
+    // Shows the files, so that the user sees which folder holds the shots.
     panel.setOption(QFileDialog::ShowDirsOnly, false);
     if (panel.exec() != QDialog::Accepted) return {};
     settings.setValue(batchFolderKey, panel.selectedFiles().value(0));

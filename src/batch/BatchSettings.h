@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <filesystem>
@@ -48,7 +49,7 @@ class BatchSettingsDialog : public Sheet {
     QWidget* theWindow_ = nullptr;
 };
 
-// Runs the dialog and what follows from it; nothing while a batch still runs. Main thread.
+// Runs the dialog and what follows from it, unless a batch still runs. Main thread.
 void fuseFolder();
 
 // The folder chooser's part: gives the chosen paths, none for cancel. Tests put their own in its

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <atomic>
@@ -8,7 +9,7 @@
 namespace lumaweave {
 
 // The batch's own state. The main thread writes it before it starts the batch's worker, and not
-// again until that has ended, but for what its line says; both read it meanwhile.
+// again until that has ended, unless its line says so; both read it meanwhile.
 
 extern std::filesystem::path gBatchFolderPath;
 // The files of the folder that are not hidden, sorted, and their number.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <filesystem>
@@ -5,22 +6,22 @@
 namespace lumaweave {
 
 // Keeps an earlier result of the same name aside while the tool writes a new one: in a hidden
-// folder beside it, so that it is found again however the program ends. Files only; any thread.
+// folder beside it, so that recover finds it however the program ends. Files only; any thread.
 class EarlierResult {
   public:
     // Puts the file that is at this path aside, if there is one.
     explicit EarlierResult(std::filesystem::path result);
 
-    // False when there is one that could not be put aside: nothing may be written then.
+    // False when there is one that could not be put aside: write nothing then.
     [[nodiscard]] bool isSafe() const { return safe_; }
 
-    // The new one reads well, and is on the disk: the earlier one goes.
+    // The new one reads well: flushes it and removes the earlier one.
     void discard();
-    // The new one does not: what there is of it goes, and the earlier one takes its place again.
+    // The new one does not: removes what there is of it, and puts the earlier one back.
     void restore();
 
-    // Puts back what a run that was killed has left aside in this folder, unless the new one, which
-    // it was making, is complete.
+    // Puts back what a killed run has left aside in this folder, unless the new one that it was
+    // making is complete.
     static void recover(const std::filesystem::path& resultFolder);
 
   private:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "fusion/AlikeInputs.h"
 
 #include <algorithm>
@@ -32,8 +33,8 @@ bool isAlike(const Image& content, const WantedPixels& wanted) {
            meansTheSame(content.colourProfile(), wanted.colourProfile);
 }
 
-// The profile for pictures of as many colours as are wanted: the first's, but where others have to
-// be converted to it the first that they can be converted to.
+// The profile for pictures with the wanted number of colours: the first's or, if others need
+// conversion, the first that they can be converted to.
 QByteArray commonProfile(const std::vector<Image>& contents, int colours) {
     std::vector<QByteArray> profiles;
     bool anyOther = false;
@@ -92,7 +93,7 @@ AlikeInputs::AlikeInputs(const std::vector<RunInput>& inputs) {
         try {
             conversions.push_back(std::async(std::launch::async, convert));
         } catch (const std::system_error&) {
-            convert();  // no thread to be had
+            convert();  // no free thread
         }
     }
     for (const std::future<void>& conversion : conversions)

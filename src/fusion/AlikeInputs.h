@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <atomic>
@@ -9,9 +10,9 @@
 
 namespace lumaweave {
 
-// The fusion tool refuses shots that differ in depth, or of which some are grey and some in
-// colours. It takes the first shot's colour profile for all. And it stretches floats from their
-// darkest to their brightest value when it is to write integers.
+// The fusion tool refuses shots that differ in depth, or that mix grey and colour. It takes the
+// first shot's colour profile for all. And it stretches floats from their darkest to their
+// brightest value when it is to write integers.
 
 // One input of a run: the file that a cell gives it, and, where the file holds a shot of full size,
 // that shot. (It may be compressed, and then cannot be mapped.)
@@ -20,10 +21,10 @@ struct RunInput {
     Image image;
 };
 
-// The inputs of a run as the tool takes them together: all of the greatest depth among them, RGB
-// when any is, and in the colour profile of the first (of the first in RGB, when any is). Files
-// that are so already are given to the tool as they are; others are converted into copies in the
-// working folder, which go with this object. No input is ever changed. Any thread.
+// Makes the inputs of a run alike for the tool: all of the greatest depth among them, RGB when any
+// is, and in the colour profile of the first (of the first in RGB, when any is). Passes on files
+// that are so already, and converts others into copies in the working folder, which go with this
+// object. It never changes an input. Any thread.
 class AlikeInputs {
   public:
     explicit AlikeInputs(const std::vector<RunInput>& inputs);
@@ -31,11 +32,11 @@ class AlikeInputs {
     AlikeInputs(const AlikeInputs&) = delete;
     AlikeInputs& operator=(const AlikeInputs&) = delete;
 
-    // The files for the tool, in the order of the inputs. One that cannot be read is the input
-    // itself: the tool says what is wrong with it.
+    // The files for the tool, in the order of the inputs. An input that cannot be read stays as it
+    // is: the tool says what is wrong.
     [[nodiscard]] const std::vector<std::filesystem::path>& files() const { return files_; }
-    // False when there was no room for a copy; the reason is in the log. The files are then no
-    // stack that should be fused.
+    // False when there was no room for a copy; the reason is in the log. The files should then not
+    // be fused.
     [[nodiscard]] bool areComplete() const { return complete_; }
     // The type of the samples that the tool will read.
     [[nodiscard]] SampleType type() const { return type_; }
@@ -53,8 +54,8 @@ class AlikeInputs {
 // The shell line that makes a run in floats, whatever depth its command line names.
 [[nodiscard]] std::string inFloats(const std::string& command);
 
-// Turns the result into samples of this type in place. One that cannot be turned is removed, so
-// that nobody takes it for what was asked for; the reason is in the log.
+// Turns the result into samples of this type in place. Removes one that cannot be turned, so that
+// nobody takes it for what was asked for; the log has the reason.
 void turnInto(SampleType type, const std::filesystem::path& result);
 
 }  // namespace lumaweave

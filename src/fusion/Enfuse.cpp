@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "fusion/Enfuse.h"
 
 #include <QCheckBox>
@@ -69,7 +70,7 @@ std::vector<fs::path> filesOf(const std::vector<RunInput>& inputs) {
     return files;
 }
 
-// False when the line cannot be run because its paths are too long.
+// False when a path cannot be quoted or the line gets too long.
 bool appendInputs(std::string& command, const std::vector<fs::path>& files) {
     for (const fs::path& file : files) {
         if (!canBeQuoted(file)) return false;
@@ -85,7 +86,7 @@ struct Run {
     SampleType type;  // of the result's samples
 };
 
-// None when there is nothing to run or it cannot be run, which the person has then been told.
+// None when there is nothing to run or, after an alert, when it cannot be run.
 std::optional<Run> prepareRun(const fs::path& output, const InputOfShot& inputOfShot) {
     const auto command = CreateEnfuseCommandString(output);
     if (!command) return std::nullopt;
@@ -97,7 +98,7 @@ std::optional<Run> prepareRun(const fs::path& output, const InputOfShot& inputOf
     return run;
 }
 
-// What kept a run from being made; told once its locks have been released.
+// What kept a run from being made; tell() it once its locks are released.
 enum class Obstacle { none, noRoomForCopies, lineTooLong };
 
 void tell(Obstacle obstacle) {
@@ -118,7 +119,7 @@ void tell(Obstacle obstacle) {
     std::error_code none;
     const fs::file_time_type before = fs::last_write_time(output, none);
     runShellLine(inFloats(line));
-    // A file that the tool has not touched is none of its results.
+    // A file that the tool has not touched is not its result.
     if (fs::last_write_time(output, none) != before && !none) turnInto(run.type, output);
     return Obstacle::none;
 }
@@ -160,15 +161,15 @@ void EnfuseDetailView() {
     if (fused.isNull()) return;
     performOnMainThread(
         [&fused] {
-            // The stack may have been taken out while its fusion ran.
+            // The stack may have been emptied while its fusion ran.
             if (gNumSourceImages >= 2) gPreviewWindow->detailView()->setImage(fused);
         },
         Wait::yes);
 }
 
 bool fullRezCommandFits() {
-    // Whether the tool is there and enough cells take part is told when the command is run; here
-    // only the length counts.
+    // Only the length counts here: the run itself tells whether the tool and enough cells are
+    // there.
     std::string command;
     bool fits = canBeQuoted(gEnfuseSavePath);
     const auto tool = fusionTool();

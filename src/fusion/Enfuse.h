@@ -1,12 +1,13 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 namespace lumaweave {
 
 // The three fusion runs. Each builds its command line from the settings panel and the enabled
-// cells, in cell order, runs the tool through the shell and waits for its end. With fewer than two
-// usable cells, without the tool, or with a command line longer than the system's buffer nothing is
-// run. The tool's exit status says nothing; its output file does. No lock may be held by the
-// caller.
+// cells, in cell order, runs the tool through the shell and waits for its end. They run nothing
+// with fewer than two usable cells, without the tool, or with a command line above
+// longestCommandLine. The tool's exit status says nothing; its output file does. The caller may
+// hold no lock.
 
 // Fuses the scaled copies into "EnfusedPreview.tif". One run at a time. Meant for a background
 // thread.
@@ -22,7 +23,7 @@ void EnfuseDetailView();
 void EnfuseFullRez();
 
 // Whether the full-size fusion's command line can be run: false, after an alert, when its paths are
-// too long for it. Asked before anything is deleted to make room for the result. Any thread.
+// too long for it. Ask before deleting anything to make room for the result. Any thread.
 [[nodiscard]] bool fullRezCommandFits();
 
 }  // namespace lumaweave

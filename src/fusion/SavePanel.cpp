@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "fusion/SavePanel.h"
 
 #include <QApplication>
@@ -28,7 +29,7 @@ fs::path chooseWithSavePanel() {
     panel.setAcceptMode(QFileDialog::AcceptSave);
     panel.setFileMode(QFileDialog::AnyFile);
     panel.setNameFilters({QCoreApplication::translate("SavePanel", "TIFF images (*.tif *.tiff)")});
-    // The question is asked once the name is complete, not for the name without its ending.
+    // AskForSaveFilename asks once the name has its ending, not before.
     panel.setOption(QFileDialog::DontConfirmOverwrite);
     if (panel.exec() != QDialog::Accepted || panel.selectedFiles().isEmpty()) return {};
     return fs::path(QFile::encodeName(panel.selectedFiles().constFirst()).toStdString());

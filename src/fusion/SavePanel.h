@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <filesystem>
@@ -6,9 +7,8 @@
 namespace lumaweave {
 
 // Asks where to save a fused result. The path ends in ".tif" or ".tiff", can be quoted, and the
-// user has agreed to replace a file that is there; empty when they cancel. A path that cannot be
-// quoted, or that is a loaded shot's own, is refused with an alert, and asked for again. Main
-// thread.
+// user has agreed to replace a file that is there; empty when they cancel. Refuses a path that
+// cannot be quoted, or that is a loaded shot's own, with an alert, and asks again. Main thread.
 [[nodiscard]] std::filesystem::path AskForSaveFilename();
 
 // The save panel's part of AskForSaveFilename: gives the chosen path, empty for cancel. Tests put

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "panorama/MyOpenGLView.h"
 
 #include <QMouseEvent>
@@ -55,7 +56,7 @@ std::optional<PanoramaGraphics> askForGraphics() {
 }  // namespace
 
 std::optional<PanoramaGraphics> panoramaGraphics() {
-    // Once: a context is much to make, and some drivers hang where memory for it is short.
+    // Asks once: a context costs much, and some drivers hang where memory for it is short.
     static const std::optional<PanoramaGraphics> graphics = askForGraphics();
     return graphics;
 }
@@ -107,7 +108,7 @@ void MyOpenGLView::awakeFromNib() {
 }
 
 void MyOpenGLView::initializeGL() {
-    // Names of an older context mean nothing in this one, and the other way round.
+    // Texture names of one context mean nothing in another.
     connect(context(), &QOpenGLContext::aboutToBeDestroyed, this, &MyOpenGLView::deleteTextures);
     prepareOpenGL();
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QOpenGLWidget>
@@ -24,17 +25,16 @@ extern double gSphereRez;
 struct PanoramaGraphics {
     int longestTextureSide = 0;  // pixels
 };
-// None when there is no OpenGL that a panorama can be drawn with. Main thread.
+// None when there is no OpenGL that can draw a panorama. Main thread.
 [[nodiscard]] std::optional<PanoramaGraphics> panoramaGraphics();
 
-// The line that is printed for an error code of OpenGL; empty for GL_NO_ERROR.
+// The line to print for an error code of OpenGL; empty for GL_NO_ERROR.
 [[nodiscard]] std::string openGLErrorLine(unsigned int error);
 // Reads one pending error of the current context and prints its line.
 void OGL_CheckError();
 
 // Shows a panorama from the inside of a textured sphere that a drag turns. Main thread. The context
-// is there once the view is shown; every call below createTextures needs it. Textures go with the
-// view.
+// is there once the view is shown; every call that uses OpenGL needs it. Textures go with the view.
 class MyOpenGLView : public QOpenGLWidget {
     Q_OBJECT
 
@@ -49,13 +49,13 @@ class MyOpenGLView : public QOpenGLWidget {
     // Fills imagePixels with the picture in screen colours, at its size in points without
     // fractions. Throws std::bad_alloc when there is no memory for it.
     void drawImageIntoBuffer(const Image& image);
-    // Cuts the picture into the 32 textures, and asks for a redraw. The pixels are let go as soon
-    // as the textures hold them. Throws std::bad_alloc.
+    // Cuts the picture into the 32 textures, and asks for a redraw. Frees the pixels as soon as the
+    // textures hold them. Throws std::bad_alloc.
     void createTextures(const Image& image);
-    // Uploads width x height words 0xAARRGGBB; the name of the new texture.
+    // Uploads width x height words 0xAARRGGBB; returns the texture's name.
     unsigned int makeTextureFromBuffer(const std::uint32_t* buffer, int width, int height);
 
-    // One frame, once there are textures; nothing before.
+    // Draws one frame, if there are textures.
     void drawRect();
     void drawVRSphere();
     void drawSphereSlice(double theta1, double theta2, double phi1, double phi2) const;
@@ -82,8 +82,7 @@ class MyOpenGLView : public QOpenGLWidget {
     [[nodiscard]] QSize sizeHint() const override { return {1024, 640}; }
 
   Q_SIGNALS:
-    // So far has createTextures come. Whoever listens may run events, and leave another context
-    // current.
+    // How far createTextures has come. Listeners may run events, and leave another context current.
     void texturesProgressed(int done, int total);
 
   protected:

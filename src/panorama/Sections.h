@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <cstdint>
@@ -6,8 +7,8 @@ namespace lumaweave {
 
 // How a panorama's pixels are cut into the textures of its sphere. Pure; any thread.
 
-// Pixels of one section: an eighth of the picture's width, a quarter of its height. What the
-// division leaves over, at the right and at the bottom, is not shown.
+// Pixels of one section: an eighth of the picture's width, a quarter of its height. The rest of the
+// division, at the right and the bottom, is not shown.
 struct SectionSize {
     int width = 0;
     int height = 0;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "panorama/VRWindow.h"
 
 #include <QApplication>
@@ -66,7 +67,7 @@ std::string objectionTo(const Image& image) {
 
 namespace {
 
-// Stays until the work is done: what it stands for must not be closed meanwhile.
+// Stays until the work is done: nobody may close its window meanwhile.
 class StayingProgress : public QProgressDialog {
   public:
     using QProgressDialog::QProgressDialog;
@@ -95,7 +96,7 @@ VRWindow* VRWindow::initWithImage(const Image& image) {
     return nullptr;
 }
 
-// Why the picture could not be taken in; empty when it was.
+// Takes the picture in; returns why it could not, or empty.
 std::string VRWindow::fill(const Image& image) {
     if (!theGLView()->isValid()) return noOpenGL;
     QApplication::setOverrideCursor(Qt::WaitCursor);
@@ -121,7 +122,7 @@ std::string VRWindow::fill(const Image& image) {
 
 VRWindow::VRWindow() : layout_(std::make_unique<Ui::VRWindow>()) {
     layout_->setupUi(this);
-    // The program ends with its main window, whatever is being looked at.
+    // The program ends with its main window, whatever else is open.
     setAttribute(Qt::WA_QuitOnClose, false);
     connect(qApp, &QCoreApplication::aboutToQuit, this, [this] { delete this; });
     for (const QKeySequence& keys :

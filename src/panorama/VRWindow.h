@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QWidget>
@@ -14,14 +15,14 @@ namespace lumaweave {
 
 class MyOpenGLView;
 
-// The window of the panorama viewer. It owns itself: it goes when it is closed, or with the
-// program. Several may be open, each with its own context, textures and view. Main thread.
+// The window of the panorama viewer. It deletes itself when it is closed, or with the program.
+// Several may be open, each with its own context, textures and view. Main thread.
 class VRWindow : public QWidget {
     Q_OBJECT
 
   public:
     // Opens a window on the picture, taken to be an equirectangular panorama. Null, after an alert,
-    // when there is no OpenGL or not enough memory for it.
+    // without OpenGL or memory, or for too long a picture.
     static VRWindow* initWithImage(const Image& image);
 
     ~VRWindow() override;
@@ -30,7 +31,7 @@ class VRWindow : public QWidget {
     // Names the picture in the title.
     void setPictureName(const QString& name);
 
-    // The window closes: it lets go of itself, from the event loop.
+    // The window closes: it deletes itself, from the event loop.
     void windowWillClose();
 
   protected:
@@ -42,7 +43,7 @@ class VRWindow : public QWidget {
     std::string fill(const Image& image);
 
     std::unique_ptr<Ui::VRWindow> layout_;
-    bool filling_ = false;  // the picture is being taken in: the window stays
+    bool filling_ = false;  // taking the picture in: the window stays
 };
 
 }  // namespace lumaweave

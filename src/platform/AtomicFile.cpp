@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "platform/AtomicFile.h"
 
 #include <fcntl.h>
@@ -21,10 +22,10 @@ constexpr mode_t newFileMode = 0666;
 // contain the target's name, which may be as long as names can be; nor the process's number, which
 // in a container is the same at every start: what a killed program has left would be in the way.
 fs::path temporaryBeside(const fs::path& target) {
+    static const std::string random = std::to_string(std::random_device()());
     static std::atomic<unsigned> count = 0;
-    std::random_device random;
     return target.parent_path() /
-           (".lumaweave-" + std::to_string(random()) + "-" + std::to_string(++count) + ".part");
+           (".lumaweave-" + random + "-" + std::to_string(++count) + ".part");
 }
 
 fs::path withoutLinks(const fs::path& path) {
@@ -55,7 +56,7 @@ void AtomicFile::takeAccessRights() const {
     struct stat status {};
     if (stat(target_.c_str(), &status) != 0) return;
     constexpr mode_t accessBits = 0777;
-    // Some file systems have none to give; that is no reason to keep the old file.
+    // Some file systems have no rights to give; that is no reason to keep the old file.
     [[maybe_unused]] const int given = fchmod(file_.number(), status.st_mode & accessBits);
 }
 

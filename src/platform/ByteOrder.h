@@ -1,5 +1,8 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <bit>
 #include <concepts>
 #include <cstddef>
@@ -26,10 +29,22 @@ template <ByteLike Byte>
     return number;
 }
 
-// The number in as many bytes as its type has.
+// The number with its bytes reversed.
+template <std::unsigned_integral Number>
+[[nodiscard]] constexpr Number reversed(Number number) {
+    if constexpr (sizeof number == 2) return __builtin_bswap16(number);
+    if constexpr (sizeof number == 4) return __builtin_bswap32(number);
+    if constexpr (sizeof number == 8) return __builtin_bswap64(number);
+    return number;
+}
+
+// The number in as many bytes as its type has: one instruction or two.
 template <std::unsigned_integral Number, ByteLike Byte>
 [[nodiscard]] constexpr Number readNumber(const Byte* bytes, std::endian order) {
-    return static_cast<Number>(readNumber(bytes, sizeof(Number), order));
+    std::array<Byte, sizeof(Number)> own{};
+    std::copy_n(bytes, own.size(), own.begin());
+    const auto number = std::bit_cast<Number>(own);
+    return order == std::endian::native ? number : reversed(number);
 }
 
 // Writes the lowest byteCount bytes of the number, 8 at most.

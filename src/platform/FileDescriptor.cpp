@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "platform/FileDescriptor.h"
 
 #include <fcntl.h>
@@ -16,7 +17,7 @@ FileDescriptor::~FileDescriptor() {
 }
 
 FileDescriptor FileDescriptor::ofRegularFile(const std::filesystem::path& path) {
-    // Never waits: a pipe without a writer would hold an ordinary open for ever.
+    // Never waits: an ordinary open would wait for the writer of a pipe for ever.
     FileDescriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
     struct stat status {};
     if (!file.isOpen() || fstat(file.number_, &status) != 0 || !S_ISREG(status.st_mode)) return {};

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <cstddef>
@@ -29,7 +30,7 @@ class FileDescriptor {
     [[nodiscard]] int number() const { return number_; }
     // Another descriptor of the same open file; the two share the position.
     [[nodiscard]] FileDescriptor duplicate() const;
-    // The number, which whoever calls must close from now on.
+    // Gives the number away: the caller must close it.
     [[nodiscard]] int release() { return std::exchange(number_, -1); }
     // The file's size in bytes; 0 when it cannot be told.
     [[nodiscard]] std::uint64_t size() const;

@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 // Texts of alerts, the log and the output that stay letter for letter, because users search for
-// them and scripts wait for them: names of calls, odd spellings and double blanks included. What
-// reads like a mistake here is none to mend. Ordinary texts stand where they are used.
+// them and scripts wait for them: names of calls, odd spellings and double blanks included. Do not
+// mend what reads like a mistake here. Ordinary texts stand where they are used.
 namespace lumaweave::fixed_texts {
 
 // Alerts.

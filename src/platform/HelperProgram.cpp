@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "platform/HelperProgram.h"
 
 #include <fcntl.h>
@@ -21,7 +22,7 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-// Reads what has been printed; false when no more can come. Waits a moment for something.
+// Reads what has come, waiting a moment for it; false when no more can come.
 bool readOutput(const FileDescriptor& pipe, std::string& output) {
     constexpr std::size_t mostKept = std::size_t{64} << 10;
     constexpr int milliseconds = 20;
@@ -34,8 +35,8 @@ bool readOutput(const FileDescriptor& pipe, std::string& output) {
     return true;
 }
 
-// Until the helper has ended; false when the time is over. (Something that it has started may hold
-// its output open for longer.)
+// Reads until the helper ends; false when the time is over. (What it has started may hold its
+// output open for longer.)
 bool followToItsEnd(pid_t helper, const FileDescriptor& pipe, Clock::time_point last,
                     std::string& output) {
     bool open = true;
@@ -49,7 +50,7 @@ bool followToItsEnd(pid_t helper, const FileDescriptor& pipe, Clock::time_point 
     return true;
 }
 
-// What was printed right before the end: no more than a pipe holds.
+// Reads what came right before the end: no more than a pipe holds.
 void readRest(const FileDescriptor& pipe, std::string& output) {
     constexpr int mostPieces = 32;
     pollfd waiting{pipe.number(), POLLIN, 0};

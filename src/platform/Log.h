@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <functional>
@@ -6,7 +7,7 @@
 
 namespace lumaweave {
 
-// Every function here may be called from any thread.
+// Any thread may call every function here.
 
 // Writes one line to the system log: standard error, which a desktop session keeps in its journal.
 void logLine(std::string_view line);
@@ -22,10 +23,5 @@ void printLine(std::string_view line);
 // Sends the log's lines to `sink` as well as to standard error; an empty function ends that.
 // The sink is called on the logging thread, one line at a time.
 void setLogSink(std::function<void(std::string_view)> sink);
-
-// TEMPORARY
-inline void Log(std::string_view line) { logLine(line); }
-inline void PrintLine(std::string_view line) { printLine(line); }
-inline std::string FormatWithoutArguments(std::string_view t) { return formatWithoutArguments(t); }
 
 }  // namespace lumaweave

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "platform/Memory.h"
 
 #include <malloc.h>
@@ -33,7 +34,7 @@ std::uint64_t freeInSystem() {
     return unlimited;
 }
 
-// A file that holds one number; none for "max" and for no file.
+// The one number in a file; none for "max" and for no file.
 std::optional<std::uint64_t> numberIn(const fs::path& file) {
     std::ifstream stream(file);
     std::uint64_t value = 0;

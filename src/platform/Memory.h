@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <cstdint>
@@ -9,7 +10,7 @@ namespace lumaweave {
 // thread.
 [[nodiscard]] std::uint64_t availableMemory();
 
-// Has freed picture buffers go back to the system, instead of keeping the heap as large as it ever
+// Gives freed picture buffers back to the system, instead of keeping the heap as large as it ever
 // was. Called once, before any thread.
 void keepHeapSmall();
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "platform/ProcessGroups.h"
 
 #include <fcntl.h>
@@ -61,8 +62,8 @@ class SpawnOptions {
     posix_spawn_file_actions_t files_{};
 };
 
-// Waits without reaping, so that the group's number cannot be given to another process while
-// endRunningGroups still knows it.
+// Waits without reaping, so that no other process gets the group's number while endRunningGroups
+// still knows it.
 bool waitWithoutReaping(pid_t child, int options) {
     siginfo_t info{};
     while (waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT | options) != 0) {

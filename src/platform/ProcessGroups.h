@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <sys/types.h>
@@ -13,8 +14,8 @@ namespace lumaweave {
 struct ChildProcess {
     std::string file;                    // an absolute path
     std::vector<std::string> arguments;  // the program's name first
-    // A descriptor that takes both outputs, in a child that gets no other descriptor of ours and
-    // none of our signal handling; -1 for a child that shares them with us.
+    // Takes both outputs of a child that gets no other descriptor of ours and none of our signal
+    // handling; -1 for a child that shares them with us.
     int output = -1;
 };
 
@@ -29,10 +30,10 @@ enum class Leftovers { stay, end };
 // Whether the child has ended (waitForGroup then returns at once). Never waits.
 [[nodiscard]] bool hasEnded(pid_t child);
 
-// Ends all groups that still run: asks them to.
+// Asks all groups that still run to end.
 void endRunningGroups();
 
-// From now on nothing is started: the program quits.
+// From now on starts nothing: the program quits.
 void refuseChildProcesses();
 
 }  // namespace lumaweave

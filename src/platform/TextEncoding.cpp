@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "platform/TextEncoding.h"
 
 #include <QString>
@@ -32,7 +33,7 @@ std::optional<std::string> toMacRoman(std::string_view utf8) {
     const QString decoded =
         decoder(QByteArrayView(utf8.data(), static_cast<qsizetype>(utf8.size())));
     if (decoder.hasError()) return std::nullopt;
-    // Accented letters are compared as one character each, however the file name spells them.
+    // An accented letter counts as one character, however the file name spells it.
     const QString text = decoded.normalized(QString::NormalizationForm_C);
     std::string result;
     result.reserve(static_cast<std::size_t>(text.size()));

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "platform/Threads.h"
 
 #include <sys/eventfd.h>
@@ -22,8 +23,8 @@ struct HandOff {
     bool* done = nullptr;  // on the waiting caller's stack; null when nobody waits
 };
 
-// The hand-off is built on standard primitives and an event descriptor rather than on posted
-// events: nothing of Qt is touched from a worker, and ThreadSanitizer sees every edge.
+// The hand-off uses standard primitives and an event descriptor rather than posted events: workers
+// touch nothing of Qt, and ThreadSanitizer sees every edge.
 struct MainThread {
     std::mutex mutex;
     std::condition_variable changed;
@@ -93,7 +94,7 @@ void performInBackground(std::function<void()> task) {
     }
     std::thread([work = std::move(task)]() mutable {
         work();
-        work = nullptr;  // what the task held is gone before it counts as ended
+        work = nullptr;  // drop what the task held before it counts as ended
         const std::lock_guard lock(mainThread().mutex);
         --mainThread().runningTasks;
         mainThread().changed.notify_all();

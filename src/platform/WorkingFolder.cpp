@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "platform/WorkingFolder.h"
 
 #include <fcntl.h>
@@ -47,7 +48,7 @@ fs::path parentFolder() {
     return standsPlainInCommandLine(path) ? fs::path(path) : fs::path("/var/tmp");
 }
 
-// A lock is held as long as its program runs, and falls with it however it ends.
+// A lock lasts as long as its program runs, however that ends.
 int takeLock(const fs::path& file, int creation) {
     const int descriptor = open(file.c_str(), O_RDWR | creation | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (descriptor < 0) return -1;
@@ -61,7 +62,7 @@ bool isOurFolder(const fs::path& path, struct stat* status) {
            status->st_uid == geteuid();
 }
 
-// Exactly a name that mkdtemp makes: people have folders that are called after the program, too.
+// Exactly a name that mkdtemp makes: users name folders after the program, too.
 bool isWorkingFolderName(std::string_view name) {
     constexpr std::size_t randomLetters = 6;
     return name.size() == folderPrefix.size() + randomLetters && name.starts_with(folderPrefix) &&
@@ -69,7 +70,7 @@ bool isWorkingFolderName(std::string_view name) {
                        [](unsigned char c) { return std::isalnum(c) != 0; });
 }
 
-// Only what bears this program's own lock file, unlocked, is removed with all that is in it.
+// Removes a folder with all in it only if it has this program's lock file, unlocked.
 void removeIfAbandoned(const fs::path& path) {
     struct stat status {};
     if (!isOurFolder(path, &status)) return;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <filesystem>
@@ -6,12 +7,12 @@
 namespace lumaweave {
 
 // The folder of this running program's working files: one per program, mode 0700, in $TMPDIR when
-// that can stand in a tool's command line sixteen times over, else in /var/tmp (working copies are
+// it is writable and sixteen paths in it fit a command line, else in /var/tmp (working copies are
 // large, and /tmp is often memory).
 
 // Makes the folder, and removes what programs that no longer run have left. Called once at
 // start-up, before any thread. False when it cannot be made; workingFolder() then names a folder
-// that does not exist, and every write into it fails and is reported by whoever writes.
+// that does not exist, and whoever writes into it fails and reports that.
 bool createWorkingFolder();
 
 // Removes the folder and all in it. Called once at exit.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QWidget>
@@ -9,8 +10,8 @@ namespace lumaweave {
 class Image;
 
 // The luminance distribution of the fused preview: white bars on black, one for each point of the
-// view's width, the tallest as high as the view. Nothing at all until the first picture; from then
-// on the bars of the last one, whatever becomes of the view's size. Main thread.
+// view's width, the tallest as high as the view. Shows nothing before the first picture; from then
+// on the bars of the last one, whatever the view's size becomes. Main thread.
 class HistogramView : public QWidget {
     Q_OBJECT
 

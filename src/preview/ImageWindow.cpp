@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "preview/ImageWindow.h"
 
 #include <QAction>
@@ -23,7 +24,7 @@ void ImageWindow::setTitle(const QString& title) {
 }
 
 void ImageWindow::centreAndShow() {
-    // Where the person is looking.
+    // Where the user is looking.
     const QWidget* active = QApplication::activeWindow();
     const QScreen* screen = active != nullptr ? active->screen() : this->screen();
     const QRect room = screen->availableGeometry();

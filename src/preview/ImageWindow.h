@@ -1,12 +1,12 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QWidget>
 
 namespace lumaweave {
 
-// A window that shows a picture and owns itself: closed, it is gone. What the kinds of such windows
-// share: they stand in the middle of the screen at the size that the last one of their kind had,
-// and Esc closes them. Main thread.
+// A window that shows a picture, and deletes itself when it is closed. All kinds open in the middle
+// of the screen at the size that the last one of their kind had, and Esc closes them. Main thread.
 class ImageWindow : public QWidget {
     Q_OBJECT
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "preview/OutputImageWindow.h"
 
 #include <QFile>
@@ -70,7 +71,7 @@ void OutputImageWindow::showImage(const Image& image) {
     logLine(fixed_texts::noResultImage);
     const QPointer<OutputImageWindow> self(this);
     DoAlert(fixed_texts::resultUnreadable);
-    // Whoever ends the program while the alert is up may have deleted it.
+    // Quitting while the alert is up may have deleted it.
     if (!self.isNull()) deleteLater();
 }
 

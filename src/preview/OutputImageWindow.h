@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <memory>
@@ -21,9 +22,9 @@ class OutputImageWindow : public ImageWindow {
     OutputImageWindow();
     ~OutputImageWindow() override;
 
-    // Loads the file at gEnfuseSavePath, in the background, and then shows the window, which keeps
-    // itself until it is closed. A file that cannot be loaded is told in an alert; the window is
-    // then never shown, and deletes itself. Once; the window must have been made with new.
+    // Loads the file at gEnfuseSavePath, in the background, and then shows the window, which lives
+    // until it is closed. If the file cannot be loaded, an alert says so, and the window deletes
+    // itself without being shown. Once; the window must have been made with new.
     void init();
 
     [[nodiscard]] ZoomView* theView() const;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "preview/PreviewWindow.h"
 
 #include <QAction>
@@ -222,10 +223,9 @@ void PreviewWindow::doEnfusePreviewOnThread() {
     bool loaded = false;
     const bool duringBatch = BatchActivity::isRunning();
     {
-        // The turn may be held while the main thread is asked for the settings: that thread never
-        // takes one.
+        // Asking the main thread for the settings is safe in the turn: that thread never takes one.
         const PreviewTurn turn;
-        // In the turn, so that no run's own result is taken away from it.
+        // In the turn, so that it takes no run's own result away.
         if (forgetPreview_.exchange(false)) {
             std::error_code error;
             fs::remove(GetURLToEnfusedPreviewFile(), error);
@@ -246,7 +246,7 @@ void PreviewWindow::doEnfusePreviewOnThread() {
     if (loaded) {
         performOnMainThread([this] { updatePreviewImageOnMainThread(); }, Wait::yes);
     } else if (duringBatch || BatchActivity::isRunning()) {
-        // The batch may have taken the shots out while this run waited.
+        // The batch may have emptied the cells while this run waited.
         logLine(fixed_texts::noPreview);
     } else {
         DoAlert(fixed_texts::noPreview);
@@ -254,7 +254,7 @@ void PreviewWindow::doEnfusePreviewOnThread() {
 }
 
 void PreviewWindow::updatePreviewImageOnMainThread() {
-    // The stack may have been taken out while its fusion ran.
+    // The stack may have been emptied while its fusion ran.
     if (gNumSourceImages < 2) return;
     QImage screen;
     Image image;
@@ -265,7 +265,7 @@ void PreviewWindow::updatePreviewImageOnMainThread() {
     }
     enfusedView_->setImage(screen);
     histogramView_->createHistogramForImage(image);
-    // Seen at once, not only when the detail has been fused too.
+    // Shows it at once, not only when the detail is fused too.
     enfusedView_->repaint();
     histogramView_->repaint();
     createDetailImages();
@@ -282,7 +282,7 @@ void PreviewWindow::createDetailImages() {
             const Image image = shot->image();
             if (image.isNull()) continue;
             const fs::path file = GetURLToDetailImageFile(shot->number());
-            // A crop that cannot be written is seen as a detail fusion without a result.
+            // A crop that cannot be written shows as a detail fusion without a result.
             static_cast<void>(writeTiff(
                 image.cropped(flipped(crop, image.size().height()), size.width(), size.height()),
                 file, Write::plain));
@@ -313,8 +313,7 @@ void PreviewWindow::runFullSizeFusion() {
 
 void PreviewWindow::doFullEnfuseOnThread(const std::shared_ptr<EnfusingProgressDialog>& dialog) {
     if (fullRezCommandFits()) {
-        // A path that this encoding does not hold is not removed beforehand: the tool overwrites
-        // it.
+        // Leaves a file whose path is too long or foreign to the encoding: the tool overwrites it.
         constexpr std::size_t pathBuffer = 2000;
         const auto encoded = toMacRoman(gEnfuseSavePath.native());
         if (encoded && encoded->size() < pathBuffer) std::remove(gEnfuseSavePath.c_str());
@@ -342,7 +341,7 @@ void PreviewWindow::actAfterEnfusing() {
     }
 }
 
-// Loaded in the background: a large one takes seconds.
+// Loads in the background: a large one takes seconds.
 void PreviewWindow::showOutputAsPanorama() {
     QGuiApplication::setOverrideCursor(Qt::BusyCursor);
     performInBackground([path = gEnfuseSavePath] {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QImage>
@@ -43,8 +44,8 @@ class PreviewWindow : public QWidget {
 
     void awakeFromNib();
 
-    // The size of the fused view has settled: scaled copies follow it (in the background, in a
-    // preview turn of their own), then the preview is fused anew.
+    // The fused view's size has settled: fits the scaled copies to it (in the background, in a
+    // preview turn of their own), then fuses the preview anew.
     void windowDidEndLiveResize();
     // A click, in this widget's coordinates with the origin at the bottom left.
     void mouseDown(QPointF locationInWindow);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <memory>
@@ -21,8 +22,8 @@ class SourceImageWindow : public ImageWindow {
     SourceImageWindow();
     ~SourceImageWindow() override;
 
-    // Shows the window with a loaded image; it keeps itself until it is closed, whatever becomes of
-    // the shot's cell meanwhile. Once; the window must have been made with new.
+    // Shows the window with a loaded image; it lives until it is closed, whatever becomes of the
+    // shot's cell meanwhile. Once; the window must have been made with new.
     void initWithImage(const Image& image, const QString& title);
 
     [[nodiscard]] ZoomView* theView() const;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "reader/Limits.h"
 
 #include <glib.h>
@@ -28,7 +29,7 @@ void limit(__rlimit_resource resource, rlim_t value) {
     _exit(static_cast<int>(ReaderExit::memory));
 }
 
-// GLib ends the process itself when it gets no memory, after telling so.
+// When GLib gets no memory, it says so and ends the process itself.
 void takeMessage(const gchar* domain, GLogLevelFlags level, const gchar* message, gpointer data) {
     if ((level & G_LOG_LEVEL_ERROR) != 0 && std::strstr(message, "failed to allocate") != nullptr) {
         endForWantOfMemory();
@@ -41,7 +42,7 @@ void takeMessage(const gchar* domain, GLogLevelFlags level, const gchar* message
 void limitThisProcess(std::chrono::seconds time) {
     limit(RLIMIT_CORE, 0);
     limit(RLIMIT_CPU, static_cast<rlim_t>(time.count()));
-    // What is written to; the map of a decoded picture is not memory.
+    // Of what is written to; the map of a decoded picture does not count.
     if (isReaderMemoryLimited) limit(RLIMIT_DATA, static_cast<rlim_t>(readerMemory));
     std::set_new_handler(endForWantOfMemory);
     g_log_set_default_handler(takeMessage, nullptr);
@@ -49,7 +50,7 @@ void limitThisProcess(std::chrono::seconds time) {
 
 void endWithTheProgram() {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    // Had the program ended before that, nobody would be there to read what this prints.
+    // If the program ended before that, nobody is there to read what this prints.
     pollfd reader{STDOUT_FILENO, 0, 0};
     if (poll(&reader, 1, 0) > 0 && (reader.revents & POLLERR) != 0) _exit(EXIT_FAILURE);
 }

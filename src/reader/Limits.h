@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <chrono>
@@ -8,7 +9,7 @@ namespace lumaweave {
 // an end with ReaderExit::memory when more memory is asked for.
 void limitThisProcess(std::chrono::seconds time);
 
-// Ends this process with the thread of the program that waits for it, however that ends.
+// Ends this process when the program's thread that waits for it ends in any way.
 void endWithTheProgram();
 
 }  // namespace lumaweave

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The reader: reads one file in a process of its own, so that a hostile one harms nothing else.
 // lumaweave-reader JOB SOURCE [ARGUMENT...]; the jobs are in ReaderJobs.h.
 
@@ -56,7 +58,7 @@ End write(const fs::path& target, std::string_view bytes) {
     file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     file.close();
     if (!file.fail()) return {ReaderExit::done};
-    Log("Cannot write " + target.native());
+    logLine("Cannot write " + target.native());
     std::error_code ignored;
     fs::remove(target, ignored);
     return {ReaderExit::target, "what was read cannot be written"};
@@ -120,18 +122,18 @@ End perform(const Job& job) {
         End (*perform)(const Job&);
         bool isAboutMetadata;
     };
-    constexpr std::array works = {Work{readerJobs::decode, 1, decode, false},
-                                  Work{readerJobs::checkHeader, 0, checkHeader, false},
-                                  Work{readerJobs::checkPixels, 0, checkPixels, false},
-                                  Work{readerJobs::metadata, 1, readMetadata, true},
-                                  Work{readerJobs::moveMetadata, 3, moveMetadata, true},
-                                  Work{readerJobs::focalLength, 1, readFocalLength, true}};
+    constexpr std::array works = {Work{reader_jobs::decode, 1, decode, false},
+                                  Work{reader_jobs::checkHeader, 0, checkHeader, false},
+                                  Work{reader_jobs::checkPixels, 0, checkPixels, false},
+                                  Work{reader_jobs::metadata, 1, readMetadata, true},
+                                  Work{reader_jobs::moveMetadata, 3, moveMetadata, true},
+                                  Work{reader_jobs::focalLength, 1, readFocalLength, true}};
     for (const Work& work : works) {
         if (!job.is(work.name, work.argumentCount)) continue;
         limitThisProcess(work.isAboutMetadata ? metadataTime : decodingTimeOf(job.source));
         return work.perform(job);
     }
-    Log("A part of Lumaweave, which starts it for files that may do harm.");
+    logLine("A part of Lumaweave, which starts it for files that may do harm.");
     return {ReaderExit::refused, "no such job"};
 }
 
@@ -153,11 +155,11 @@ int main(int argc, char** argv) {
             job.arguments.emplace_back(argv[i]);
         end = perform(job);
     } catch (const std::exception& error) {
-        Log(error.what());
+        logLine(error.what());
         end.reason = error.what();
     }
-    if (!end.reason.empty()) PrintLine(std::string(reasonMark) + end.reason);
-    // Nothing is left to be tidied up, and what a hostile file has done to the libraries' state is
-    // not touched again.
+    if (!end.reason.empty()) printLine(std::string(reasonMark) + end.reason);
+    // Nothing is left to tidy up, and the libraries do not touch again what a hostile file has done
+    // to their state.
     _exit(static_cast<int>(end.exit));
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "settings/EnfuseSettingsWindow.h"
 
 #include <QButtonGroup>
@@ -255,7 +256,7 @@ void EnfuseSettingsWindow::makeOutputGroup(QVBoxLayout* column) {
     form->addRow(preserveEXIFCheckBox_);
 }
 
-// Only what a person does fires an action: values set from code do not.
+// Only what the user does fires an action: values set from code do not.
 void EnfuseSettingsWindow::connectActions() {
     for (FloatSlider* slider : findChildren<FloatSlider*>()) {
         connect(slider, &FloatSlider::valueCommitted, this,

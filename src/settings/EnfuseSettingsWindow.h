@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QWidget>
@@ -16,7 +17,7 @@ namespace lumaweave {
 class FloatSlider;
 
 // The settings panel. Its controls are the only store of the fusion settings while the program
-// runs; every change by a person re-fuses the preview and saves the preferences. Main thread.
+// runs; every change by the user re-fuses the preview and saves the preferences. Main thread.
 class EnfuseSettingsWindow : public QWidget {
     Q_OBJECT
 
@@ -37,6 +38,7 @@ class EnfuseSettingsWindow : public QWidget {
     // The controls' values now.
     [[nodiscard]] FusionSettings settings() const;
 
+    // The controls. The setters are fixed names: they only replace the reference.
     [[nodiscard]] FloatSlider* exposureSigma() const { return exposureSigma_; }
     void setExposureSigma(FloatSlider* slider) { exposureSigma_ = slider; }
     [[nodiscard]] FloatSlider* exposureMu() const { return exposureMu_; }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "settings/Preferences.h"
 
 #include <QCheckBox>
@@ -24,8 +25,8 @@ namespace lumaweave {
 
 namespace {
 
-// The number that the whole text is, in the C locale whatever the user's: texts read back exactly
-// as they were written. Damaged, infinite and undefined ones are none.
+// The whole text as a number, in the C locale whatever the user's: texts read back exactly as they
+// were written. None for damaged, infinite and undefined ones.
 template <typename Number>
 std::optional<Number> numberIn(const QString& text) {
     const std::string bytes = text.trimmed().toStdString();
@@ -56,9 +57,9 @@ class SavedValues {
         }
     }
 
-    // The value as a number, as far as it is one; a truth value counts as 0 or 1. What the settings
-    // do not give is looked for among the bare lines: a quotation mark that is never closed hides
-    // the lines below it.
+    // The value as a number, if it is one; a truth value counts as 0 or 1. Looks among the bare
+    // lines for what the settings do not give: a quotation mark that is never closed hides the
+    // lines below it.
     template <typename Number>
     [[nodiscard]] std::optional<Number> number(const char* key) const {
         const auto value = numberOrTruth<Number>(settings_.value(key).toString());
@@ -77,8 +78,8 @@ class SavedValues {
     QHash<QByteArray, QByteArray> lines_;
 };
 
-// The stored value converted to the key's kind; none when it is absent or damaged. Fractions are
-// cut off, and what is too large for an int becomes the largest.
+// The stored value converted to the key's kind; none when it is absent or damaged. Cuts fractions
+// off, and brings what no int can hold to the nearest int.
 template <typename Kind>
 std::optional<Kind> stored(const SavedValues& saved, const char* key) {
     if constexpr (std::is_same_v<Kind, float>) {
@@ -133,7 +134,7 @@ void LoadPrefs() {
     loadNumber(saved, "gBestMessageNum", 0, gBestMessageNum);
     loadNumber(saved, "gAA_GridSize", 5, gAA_GridSize);
     loadNumber(saved, "gAA_NumControlPoints", 8, gAA_NumControlPoints);
-    // Twice, where the second was once meant for "gAA_OptimizeFOV"; it has stayed so, and that key,
+    // Twice: the second was once meant for "gAA_OptimizeFOV"; it stays so, and that key,
     // "contrastWindowSizeMenu" and the output depth start every run afresh.
     loadBool(saved, "gAA_AssumeFullFrameFisheye", gAA_AssumeFullFrameFisheye);
     loadBool(saved, "gAA_AssumeFullFrameFisheye", gAA_AssumeFullFrameFisheye);
@@ -183,7 +184,7 @@ bool SavePrefs() {
                           stateOf(gSourcesWindow->ensureValidTIFFFilesCheckBox()));
     }
     settings.sync();
-    // A file that was damaged is whole again now.
+    // sync() has made a damaged file whole again.
     return settings.status() != QSettings::AccessError;
 }
 

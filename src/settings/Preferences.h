@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <optional>
 
 namespace lumaweave {
 
-// The saved settings: one key for each control of the settings panel, each alignment global and the
-// sources window's switch, in the user's own settings file. Main thread.
+// The saved settings: a key for each panel control but the output depth, each alignment global and
+// the sources window's switch, in the user's settings file. Main thread.
 
 // Puts the saved values into the settings panel's controls and into the globals; a key that is not
 // there leaves its target as it is. Fires no control's action. Called once, by the settings panel.

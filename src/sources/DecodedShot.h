@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QImage>
@@ -12,8 +13,8 @@
 namespace lumaweave {
 
 // A dropped file on its way into a cell: decoded into a scratch TIFF of the working folder (which
-// becomes the cell's working copy, or is unlinked), with what the views need of it. Movable; the
-// scratch file goes with it unless takeScratchFile was called.
+// becomes the cell's working copy, or is unlinked), with what the views need of it. Movable; its
+// end removes the scratch file unless takeScratchFile took it.
 class DecodedShot {
   public:
     DecodedShot() = default;
@@ -39,8 +40,8 @@ class DecodedShot {
     std::filesystem::path scratch_;
 };
 
-// The size of a picture of this size (points) fitted to the view: landscape pictures take the
-// view's width, portrait and square ones its height. Not rounded.
+// A picture's size (points) fitted to the view: landscape pictures take the view's width, portrait
+// and square ones its height. Not rounded.
 [[nodiscard]] QSizeF fittedToPreview(QSizeF picture, QSizeF view);
 
 // The same in whole pixels, each at least 1.
@@ -50,12 +51,12 @@ class DecodedShot {
 [[nodiscard]] QImage thumbnailOf(const Image& scaled);
 
 // Decodes a list of files ahead of the thread that takes them, on every core, in order and at most
-// a few files ahead, so that a stack of any length needs a bounded room.
+// a few files ahead, so that a stack of any length needs bounded room.
 class DecodeAhead {
   public:
     // Starts at once.
     DecodeAhead(std::vector<std::filesystem::path> paths, QSize previewSize);
-    // Lets go: files not yet begun are left, and the running ones are waited for.
+    // Leaves files not yet begun, and waits for the running ones.
     ~DecodeAhead();
     DecodeAhead(const DecodeAhead&) = delete;
     DecodeAhead& operator=(const DecodeAhead&) = delete;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "sources/SourceCellViewController.h"
 
 #include <QCheckBox>
@@ -28,7 +29,7 @@ QPixmap* gBlankCellBackground = nullptr;
 
 namespace {
 
-// The number that stands for "who holds this image": the cell itself, or nobody.
+// The number says who holds the image: the cell (1) or nobody (0).
 void printImageCount(const char* line, const Image& image) {
     printLine(std::string(line) + fixed_texts::retainCount + (image.isNull() ? "0" : "1"));
 }

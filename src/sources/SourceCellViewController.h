@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <filesystem>
@@ -24,9 +25,9 @@ class SourceCellImageView;
 // What an empty cell shows. The sources window owns it. Main thread.
 extern QPixmap* gBlankCellBackground;
 
-// One of the 16 slots of the source stack: the controller of the small view that shows a shot,
-// which it owns. A cell is free exactly when urlToImageFile is empty. The view belongs to the main
-// thread; the shot's fields any thread may read and write.
+// One of the 16 slots of the source stack: owns a shot, and controls the small view that shows it.
+// A cell is free exactly when urlToImageFile is empty. The view belongs to the main thread; any
+// thread may read and write the shot's fields.
 class SourceCellViewController {
   public:
     // Makes the view of the layout "SourceCell". Main thread.
@@ -56,10 +57,10 @@ class SourceCellViewController {
 
     // The user clicked the use switch. Main thread.
     void useAction(const QCheckBox* sender);
-    // Opens the image in a panorama window; nothing when there is none. Main thread.
+    // Opens the image, if there is one, in a panorama window. Main thread.
     void vrAction(const QObject* sender);
-    // Empties the cell. With a sender the preview and detail of what is left are fused anew (two or
-    // more images); otherwise both views are blanked. Main thread.
+    // Empties the cell. With a sender and two or more images left, fuses preview and detail anew;
+    // otherwise blanks both views. Main thread.
     void removeCellAction(const QObject* sender);
 
     // Fixed names, which forward to the shot; the last does nothing, since a click on the thumbnail
@@ -81,7 +82,7 @@ class SourceCellViewController {
     [[nodiscard]] std::string filenameToDisplay() const { return shot_.fileName(); }
     void showSourceFullSizeAction(const QObject*) {}
 
-    // Owned by the cell until a parent takes it.
+    // The cell owns it until a parent takes it.
     [[nodiscard]] QWidget* view() const { return view_; }
     [[nodiscard]] SourceCellImageView* cellImageView() const;
     [[nodiscard]] QLabel* textField() const;

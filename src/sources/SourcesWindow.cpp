@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "sources/SourcesWindow.h"
 
 #include <QAction>
@@ -65,7 +66,7 @@ void acceptAsCopy(QDropEvent* event) {
     event->accept();
 }
 
-// Painted rather than set as a palette, which the cells would inherit: they follow the theme. Light
+// Paints instead of setting a palette, which the cells would inherit: they follow the theme. Light
 // grey would glare around dark cells.
 void MyScrollContent::paintEvent(QPaintEvent* event) {
     const bool dark = palette().color(QPalette::Window).lightness() < 128;
@@ -228,7 +229,7 @@ void SourcesWindow::addFiles(const std::vector<fs::path>& files) {
 
 void SourcesWindow::concludeDragOperation(const DragInformation& drag) {
     window()->raise();
-    // The cells are the batch's until it has ended.
+    // A batch keeps the cells until it has ended.
     if (!drag.carriesFileNames || BatchActivity::isRunning()) return;
     if (loadDialog_) {
         waiting_.push_back(drag);
@@ -259,7 +260,7 @@ void SourcesWindow::doLoadingOnThread(const DragInformation& drag,
             const int free = FindFreeSourceImageCell();
             if (free < 0) {
                 DoAlert("Can't add any more images!");
-                // The sheet stays, for the person to dismiss.
+                // The sheet stays until the user closes it.
                 performOnMainThread([&dialog] { dialog->offerClose(); }, Wait::yes);
                 return;
             }

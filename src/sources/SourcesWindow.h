@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QWidget>
@@ -32,7 +33,7 @@ struct DragInformation {
     [[nodiscard]] static DragInformation of(const QMimeData& data);
 };
 
-// The view inside the scroll area that holds the cells, from the top downward, on light grey.
+// Holds the cells in the scroll area, from the top down, on light grey or a dark ground.
 class MyScrollContent : public QWidget {
     Q_OBJECT
 
@@ -43,8 +44,8 @@ class MyScrollContent : public QWidget {
     void paintEvent(QPaintEvent* event) override;
 };
 
-// The column of 16 source cells. Takes dropped files in on a loading thread behind a modal sheet
-// and then starts the fusion. Owns the cells. Main thread, but for doLoadingOnThread.
+// The column of 16 source cells. Loads dropped files on a thread behind a modal sheet and then
+// starts the fusion. Owns the cells. Main thread, but for doLoadingOnThread.
 class SourcesWindow : public QWidget {
     Q_OBJECT
 
@@ -56,19 +57,19 @@ class SourcesWindow : public QWidget {
     void windowDidResize() { repositionCells(); }
     void repositionCells();
 
-    // The drop target. Every drag is welcome, as a copy, whatever it carries.
+    // The drop target. Accepts every drag, as a copy, whatever it carries.
     void draggingEntered(QDropEvent* event);
     void draggingUpdated(QDropEvent* event);
     void draggingExited() {}
     [[nodiscard]] bool prepareForDragOperation() const { return true; }
     [[nodiscard]] bool performDragOperation() const { return true; }
-    // Loads the files of the drop, and returns when they are loaded. A call while another load runs
-    // waits for its end.
+    // Loads the dropped files, and returns when that is done; during another load it queues them
+    // and returns at once.
     void concludeDragOperation(const DragInformation& drag);
-    // A drop's event: answers the drag at once and concludes it from the event loop, so that the
-    // program that was dragged from does not wait for the load.
+    // Answers a drop at once and concludes it from the event loop, so that the program that was
+    // dragged from does not wait for the load.
     void receiveDrop(QDropEvent* event);
-    // The same road for files that come from elsewhere.
+    // The same for files that come from elsewhere.
     void addFiles(const std::vector<std::filesystem::path>& files);
 
     // The loading thread.
@@ -78,7 +79,7 @@ class SourcesWindow : public QWidget {
     void ensureValidTIFFAction(const QObject* sender);
     void clearAllCellsAction(const QObject* sender);
     // Asks for the alignment's settings and aligns the stack. Returns when that has ended or was
-    // cancelled. Nothing happens with fewer than two images, or while an alignment still runs.
+    // cancelled. Does nothing with fewer than two images, or while an alignment still runs.
     void autoAlign(const QObject* sender);
 
     [[nodiscard]] QCheckBox* ensureValidTIFFFilesCheckBox() const {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "sources/WorkingCopies.h"
 
 #include <QCheckBox>
@@ -22,8 +23,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Goes by the end of the path as it is spelled here; other spellings are converted like any other
-// format.
+// Goes by these four endings alone; other spellings are converted like any other format.
 bool countsAsTiff(const fs::path& path) {
     const std::string_view text = path.native();
     return text.ends_with("tif") || text.ends_with("tiff") || text.ends_with("TIF") ||
@@ -61,8 +61,8 @@ void writeScaledCopy(Shot& shot, const Image& image, const Image& scaled) {
 void makeWorkingCopy(Shot& shot, const fs::path& original, DecodedShot& decoded) {
     if (countsAsTiff(original)) {
         logLine("Source is a TIFF file");
-        // A file that the tool would read otherwise than it is shown here, or whose name the shell
-        // would act on, is never handed over as it is.
+        // Never hands over a file as it is if the tool would read it otherwise than we show it, or
+        // the shell would act on its name.
         if (!wantsCopiesOfTiffs() && fusionToolReadsAsShown(original) && canBeQuoted(original)) {
             return;
         }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <filesystem>
@@ -7,8 +8,8 @@ namespace lumaweave {
 class DecodedShot;
 class Shot;
 
-// The files that the program makes of a shot for the tools, in the working folder. What cannot be
-// written is told in an alert. Any thread; no lock may be held.
+// The files that the program makes of a shot for the tools, in the working folder. An alert says
+// when one cannot be written. Any thread; no lock may be held.
 
 // Gives a shot that has just been filled its full-size file: the user's own, where the fusion tool
 // reads it as it is shown and the user wants no copy of TIFFs, else the decoded one.
@@ -18,12 +19,12 @@ void makeWorkingCopy(Shot& shot, const std::filesystem::path& original, DecodedS
 // changed its size since.
 void makeFirstScaledCopy(Shot& shot, const DecodedShot& decoded);
 
-// Writes the shot's image, fitted to the preview window's fused view, to its scaled copy, and makes
-// its thumbnail anew. Nothing for an empty shot.
+// Writes the shot's image, if any, fitted to the preview window's fused view, to its scaled copy,
+// and makes its thumbnail anew.
 void makeScaledCopy(Shot& shot);
 
-// The same, where the copy does not have the size that the view asks for now. A shot that is being
-// filled is left to whoever fills it.
+// The same, if the copy does not have the size that the view asks for now. Leaves a shot alone that
+// is being filled.
 void refreshScaledCopy(Shot& shot);
 
 }  // namespace lumaweave

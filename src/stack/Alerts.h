@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <functional>
@@ -5,16 +6,16 @@
 
 namespace lumaweave {
 
-// The one way to show a message. The program's start installs who presents messages; until then,
-// and while the program quits, a message only goes to the log.
+// The one way to show a message. The program installs a presenter when it starts; before that, and
+// while it quits, messages only go to the log.
 
-// Shows the message in a modal alert with an "OK" button. From a worker the call returns when the
-// user has closed the alert; no lock may be held across it. Any thread.
+// Shows the message in a modal alert with an "OK" button, and returns when the user has closed it;
+// no lock may be held across the call. Any thread.
 void DoAlert(const std::string& message);
 
 // Gets each message on the main thread, and returns when the user has seen it.
 using AlertPresenter = std::function<void(const std::string& message)>;
-// An empty presenter: messages go to the log from now on. Main thread.
+// An empty one sends messages to the log from now on. Main thread.
 void setAlertPresenter(AlertPresenter presenter);
 // Whether the user would see a message now: the program neither starts nor quits. Main thread.
 [[nodiscard]] bool areAlertsShown();

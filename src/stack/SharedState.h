@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <array>
@@ -11,8 +12,8 @@ class PreviewWindow;
 class SourceCellViewController;
 class SourcesWindow;
 
-// The state that several rooms share; what is one room's own stands in that room's header. Each
-// line says who may write and who may read.
+// The state that several rooms share; each room's own state stands in its header. Each line says
+// who may write and who may read.
 
 inline constexpr int sourceCellCount = 16;
 
@@ -25,7 +26,7 @@ extern EnfuseSettingsWindow* gEnfuseSettingsPanel;
 // The fixed grid of source cells; every fusion walks it in index order.
 extern std::array<SourceCellViewController*, sourceCellCount> gSourceCells;
 
-// How many cells hold an image. A preview fusion is only started when it is at least 2. Any thread.
+// How many cells hold an image. A preview fusion only starts when it is at least 2. Any thread.
 extern std::atomic<int> gNumSourceImages;
 // The stack's size in pixels and its width divided by its height: those of the last image loaded.
 // Whoever fills a cell writes them, on its own thread; any thread reads them.
@@ -38,7 +39,7 @@ extern std::atomic<float> gImageAspectRatio;
 // while the other's run lives. These workers read it, and the main thread when they have ended.
 extern std::filesystem::path gEnfuseSavePath;
 
-// Set by the main thread when the first batch starts, and never cleared: cells then log instead of
+// The main thread sets this for good when the first batch starts: cells then log instead of
 // alerting. Any thread reads it.
 extern std::atomic<bool> gDoingBatch;
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QImage>
@@ -36,7 +37,7 @@ class Shot {
     [[nodiscard]] int number() const { return number_; }
     void setNumber(int number) { number_ = number; }
 
-    // All of one moment.
+    // A snapshot of all.
     [[nodiscard]] Content content() const;
     [[nodiscard]] Image image() const { return get(&Content::image); }
     [[nodiscard]] bool isEmpty() const { return imageFile().empty(); }
@@ -57,20 +58,20 @@ class Shot {
 
     // Takes in a photograph that has no working copy and no scaled file yet.
     void fill(const std::filesystem::path& file, const Image& image, const QImage& thumbnail);
-    // Forgets the files and the pixels, and gives what the image was; null when there was none.
+    // Forgets the files and the pixels, and returns the image; null when there was none.
     Image clear();
-    // A scaled file of this image has been written; nothing when the shot holds another by now.
+    // Notes this image's scaled file; does nothing when the shot holds another by now.
     void noteScaledFile(const Image& of, const std::filesystem::path& file, QSize size);
 
-    // The file and the image of one moment, for a task that replaces them later: the cell may have
-    // been emptied or filled anew meanwhile, and is then left alone.
+    // The file and the image of one moment, for a task that replaces them later, unless the cell
+    // has been emptied or filled anew meanwhile.
     struct Holding {
         std::filesystem::path imageFile;
         Image image;
     };
     [[nodiscard]] Holding holding() const;
-    // Puts another file, or another image, in the place of the held one, in the shot and in `held`.
-    // False when the shot holds something else.
+    // Replaces the held file, or the held image, in the shot and in `held`. False when the shot
+    // holds something else.
     [[nodiscard]] bool replaceImageFile(Holding& held, const std::filesystem::path& file);
     [[nodiscard]] bool replaceImage(Holding& held, const Image& image);
 
@@ -96,8 +97,8 @@ class Shot {
 // are made. Any thread.
 [[nodiscard]] std::span<Shot* const> shots();
 
-// The cells own their shots, and set them when they are made (none: when they go). Main thread,
-// before any other.
+// The cells own their shots; their window sets them (none: when they go). Main thread, while no
+// other runs.
 void setShots(std::vector<Shot*> all);
 
 }  // namespace lumaweave

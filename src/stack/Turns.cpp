@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "stack/Turns.h"
 
 #include <condition_variable>

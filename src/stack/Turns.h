@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <atomic>
 
 namespace lumaweave {
 
-// The turns that runs take with what they share. No hand-off or alert while one is held, but for
-// what its line says.
+// The turns that runs take with what they share. No hand-off or alert while one is held, unless its
+// line allows it.
 
 // Holds a flag that says "one of this kind is at work": takes it by test-and-set, waits for it
 // without using a core, and lowers it at the end of the scope. Any thread.
@@ -23,11 +24,11 @@ class Turn {
 // Set while a fusion of that kind is inside the tool.
 extern std::atomic<bool> gEnfusingPreview;
 extern std::atomic<bool> gEnfusingFull;
-// Whoever writes or fuses the detail crops, so that no run reads half of them. Never a preview turn
-// while it is held.
+// Held to write or fuse the detail crops, so that no run reads half of them. Its holder takes no
+// preview turn.
 extern std::atomic<bool> detailFilesTaken;
-// One alignment with the tool and its files. Workers hold it across hand-offs; the main thread
-// never takes it.
+// Workers hold it to use the alignment tool and its files, across hand-offs; the main thread never
+// does.
 extern std::atomic<bool> alignmentTaken;
 
 // One preview request's turn: first come, first served, from before its command is built until its

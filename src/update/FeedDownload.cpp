@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "update/FeedDownload.h"
 
 #include <QCoreApplication>
@@ -9,8 +10,8 @@
 
 namespace lumaweave {
 
-// Spoken over a plain socket rather than through QNetworkAccessManager: that one reads headers
-// without a limit, on a thread of its own that it then waits for, for seconds, in its destructor.
+// Uses a plain socket rather than QNetworkAccessManager: that one reads headers without a limit, on
+// a thread of its own, and its destructor waits for that thread, for seconds.
 
 namespace {
 
@@ -25,7 +26,7 @@ struct Answer {
     QByteArray body;
 };
 
-// What has come so far; nothing as long as the head is not complete.
+// What has come so far; none until the head is complete.
 std::optional<Answer> parseAnswer(const QByteArray& received) {
     const qsizetype end = received.indexOf(headEnd);
     if (end < 0) return std::nullopt;
@@ -45,7 +46,7 @@ std::optional<Answer> parseAnswer(const QByteArray& received) {
     return answer;
 }
 
-// Whether nothing more need be waited for: the body is there, or is longer than it may be.
+// Whether to wait no longer: the body is there, or is longer than it may be.
 bool isDecided(const QByteArray& received) {
     if (received.size() > largestHead + largestFeed) return true;
     const auto answer = parseAnswer(received);
@@ -64,8 +65,8 @@ QByteArray requestFor(const QUrl& url) {
            QCoreApplication::applicationVersion().toLatin1() + "\r\nConnection: close\r\n\r\n";
 }
 
-// One request, and what comes back until it is decided or the server closes; nothing past the
-// deadline, and nothing when the program quits.
+// Sends one request, and returns what comes until that is decided or the server closes; none past
+// the deadline, or when the program quits.
 std::optional<QByteArray> receiveFrom(const QUrl& url, const QDeadlineTimer& deadline) {
     const bool secure = url.scheme() == "https";
     auto* sslSocket = secure ? new QSslSocket : nullptr;
@@ -82,7 +83,7 @@ std::optional<QByteArray> receiveFrom(const QUrl& url, const QDeadlineTimer& dea
     };
     const auto ask = [&socket, &url] { socket->write(requestFor(url)); };
     QObject::connect(socket.get(), &QTcpSocket::readyRead, &wait, [&] {
-        // The loop may run on for as long as a sheet that was opened in it.
+        // The loop may run on for as long as a sheet opened in it.
         if (ended) return;
         received += socket->readAll();
         if (isDecided(received)) end();
@@ -103,7 +104,7 @@ std::optional<QByteArray> receiveFrom(const QUrl& url, const QDeadlineTimer& dea
         socket->connectToHost(url.host(), static_cast<quint16>(url.port(port)));
     }
     const bool quitting = !ended && wait.exec() != ours;
-    // Its end is told to nobody any more.
+    // Its end calls nobody any more.
     socket->disconnect(&wait);
     if (quitting || late) return std::nullopt;
     return received;
@@ -113,7 +114,7 @@ bool isRedirect(int status) {
     return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
 }
 
-// Where a redirect leads to; invalid where it must not lead.
+// Where a redirect leads; invalid if it must not lead there.
 QUrl redirectTarget(const QUrl& from, const QByteArray& location) {
     const QUrl target = from.resolved(QUrl::fromEncoded(location, QUrl::StrictMode));
     const bool secure = target.scheme() == "https";

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "update/UpdateCheck.h"
 
 #include <QStringList>
@@ -13,7 +14,7 @@ constexpr auto hostVariable = "LUMAWEAVE_WEB_HOST";
 constexpr auto feedPath = "/pano/lumaweave/files/updatedata.xml";
 constexpr auto productPagePath = "/pano/lumaweave";
 
-// Nothing but a host and a port: no path, no password, no second address.
+// Takes only a host and a port: no path, no password, no second address.
 QUrl pageOn(const QString& host, const char* path) {
     QUrl url("http://" + host + path, QUrl::StrictMode);
     const bool onlyHost = url.path() == path && url.userInfo().isEmpty() && !url.hasQuery() &&
@@ -40,8 +41,8 @@ QUrl productPageUrl(const QString& host) {
 
 namespace {
 
-// Whether the feed can be told to the delegate. Entities are the one way in which a small document
-// becomes a large one, and a feed needs none.
+// Whether the delegate may get the feed. Only entities make a small document a large one, and a
+// feed needs none.
 bool isSound(const QByteArray& feed) {
     QXmlStreamReader reader(feed);
     reader.setNamespaceProcessing(false);
@@ -96,8 +97,8 @@ bool isDigit(QChar c) {
     return c >= u'0' && c <= u'9';
 }
 
-// Takes the run of digits that the text begins with off it, without leading zeros: of two such
-// runs, the longer one is the larger number, however long they are.
+// Cuts the leading digits off the text, and returns them without leading zeros: of two such runs,
+// the longer one is the larger number, however long they are.
 QStringView takeDigits(QStringView& text) {
     const auto* end = std::find_if_not(text.begin(), text.end(), isDigit);
     QStringView digits = text.first(end - text.begin());

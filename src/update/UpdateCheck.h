@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QByteArray>
@@ -14,7 +15,7 @@ namespace lumaweave {
 // The web server to ask, as "host" or "host:port": LUMAWEAVE_WEB_HOST of the environment when that
 // is set (empty too), else the one that the program was built with. Empty: no check is made.
 [[nodiscard]] QString webHost();
-// Addresses on that host; invalid for a host that is none.
+// Addresses on that host; invalid when it is no host.
 [[nodiscard]] QUrl updateFeedUrl(const QString& host);
 [[nodiscard]] QUrl productPageUrl(const QString& host);
 
@@ -23,12 +24,12 @@ inline constexpr std::chrono::milliseconds longestUpdateWait{4000};
 
 class FeedParser;
 
-// Who is told what stands in a feed, in document order.
+// Receives what stands in a feed, in document order.
 class FeedParserDelegate {
   public:
     virtual void didStartDocument() = 0;
     virtual void didStartElement(const QString& name) = 0;
-    // A stretch of text of the innermost element; one text may come in several.
+    // A piece of the innermost element's text; one text may come in several.
     virtual void foundCharacters(const QString& characters) = 0;
     virtual void didEndElement(const QString& name) = 0;
     virtual void parseErrorOccurred(FeedParser& parser) = 0;
@@ -38,9 +39,9 @@ class FeedParserDelegate {
     ~FeedParserDelegate() = default;
 };
 
-// Parses a feed (XML; names are the qualified ones, namespaces are not looked at). A feed that is
-// not well-formed, or that declares entities, yields the error alone: a broken feed leads to no
-// alert, whatever stands before the break. Nothing outside the document is ever read.
+// Parses a feed (XML; with qualified names, without looking at namespaces). A feed that is not
+// well-formed, or that declares entities, yields the error alone: a broken feed leads to no alert,
+// whatever stands before the break. It reads nothing outside the document.
 class FeedParser {
   public:
     explicit FeedParser(QByteArray feed) : feed_(std::move(feed)) {}
@@ -64,7 +65,7 @@ class FeedParser {
 // the largest int when it does not fit.
 [[nodiscard]] int leadingInteger(const QString& text);
 
-// What of a text from the feed is shown in an alert: all of it, unless it would not fit the screen.
+// A text from the feed as an alert shows it: shortened where it would not fit the screen.
 [[nodiscard]] QString shortenedForAlert(const QString& text);
 
 }  // namespace lumaweave

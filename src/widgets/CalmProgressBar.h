@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QElapsedTimer>
@@ -5,8 +6,8 @@
 
 namespace lumaweave {
 
-// A progress bar whose endless animation is drawn a few times a second only: the work that it
-// stands for needs the cores. Main thread.
+// A progress bar that draws its endless animation only a few times a second: the work that it shows
+// needs the cores. Main thread.
 class CalmProgressBar : public QProgressBar {
     Q_OBJECT
 

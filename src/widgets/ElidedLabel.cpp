@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "widgets/ElidedLabel.h"
 
 #include <QPainter>
@@ -11,7 +12,7 @@ ElidedLabel::ElidedLabel(QWidget* parent) : QLabel(parent) {
 
 void ElidedLabel::setText(const QString& text) {
     QLabel::setText(text);
-    // A name that looks like markup is written as markup for itself; any other stands as it is.
+    // Escapes a name that looks like markup, and leaves any other as it is.
     setToolTip(Qt::mightBeRichText(text)
                    ? "<p style='white-space:pre'>" + text.toHtmlEscaped() + "</p>"
                    : text);

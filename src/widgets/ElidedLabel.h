@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QLabel>
@@ -5,7 +6,7 @@
 namespace lumaweave {
 
 // A one-line label that shortens its text in the middle where it does not fit (file names differ at
-// their ends), and then shows it whole as its tool tip. text() is always the whole text.
+// their ends), and shows it whole as its tool tip. text() is always the whole text.
 class ElidedLabel : public QLabel {
     Q_OBJECT
 

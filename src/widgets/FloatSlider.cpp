@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "widgets/FloatSlider.h"
 
 #include <QKeyEvent>
@@ -7,7 +8,7 @@
 namespace lumaweave {
 
 FloatSlider::FloatSlider(QWidget* parent) : QSlider(Qt::Horizontal, parent) {
-    // Dragging then settles on a value when the handle is let go, not on every pixel.
+    // Dragging then sets a value when the user lets go, not on every pixel.
     setTracking(false);
     connect(this, &QSlider::valueChanged, this, &FloatSlider::positionSettled);
     connect(this, &QSlider::sliderMoved, this,

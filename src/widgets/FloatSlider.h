@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QSlider>
 
 namespace lumaweave {
 
-// A horizontal slider for fractional values. The value set from code is kept exactly, also between
-// two steps; a person moves it in whole steps. Main thread.
+// A horizontal slider for fractional values. It keeps a value set from code exactly, also between
+// two steps; the user moves it in whole steps. Main thread.
 class FloatSlider : public QSlider {
     Q_OBJECT
 
@@ -14,7 +15,7 @@ class FloatSlider : public QSlider {
 
     // Lowest and highest value, and the step that keys, the wheel and dragging move in.
     void setFloatRange(float lowest, float highest, float step);
-    // Fires no signal but shownValueChanged. Values outside the range are brought inside.
+    // Fires no signal but shownValueChanged. Brings values outside the range inside.
     void setFloatValue(float value);
     [[nodiscard]] float floatValue() const { return value_; }
     // The value's integer part, as the fusion tool's integer options take it.
@@ -23,8 +24,8 @@ class FloatSlider : public QSlider {
   Q_SIGNALS:
     // What the slider points at, also while it is being dragged or set from code.
     void shownValueChanged(float value);
-    // A person has set a value: let the handle or the groove go, pressed a key, or turned the
-    // wheel. What a held key or a held groove repeats counts once, when it is let go.
+    // The user has set a value: let the handle or the groove go, pressed a key, or turned the
+    // wheel. A held key or groove counts once, when the user lets go.
     void valueCommitted();
 
   protected:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "widgets/ImageView.h"
 
 #include <QPainter>
@@ -52,7 +53,7 @@ void ImageView::paintEvent(QPaintEvent*) {
         return;
     }
     QRectF target = fittedRectangle(image_.size(), size(), fit_);
-    // A picture of the view's own size (rounded to pixels) is drawn pixel by pixel, not resampled.
+    // Draws a picture of the view's own size (rounded to pixels) pixel by pixel, not resampled.
     const QSizeF difference = target.size() - QSizeF(image_.size());
     if (std::abs(difference.width()) < 1 && std::abs(difference.height()) < 1) {
         target = QRectF(QPointF(target.topLeft().toPoint()), QSizeF(image_.size()));

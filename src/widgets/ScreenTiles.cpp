@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "widgets/ScreenTiles.h"
 
 #include <QPainter>
@@ -14,10 +15,10 @@ namespace lumaweave {
 namespace {
 
 constexpr int tileSide = 256;
-// Tiles around the visible ones that are made ahead, and those that are kept.
+// How many tiles around the visible ones it makes ahead, and keeps.
 constexpr int tilesAhead = 1;
 constexpr int tilesKept = 3;
-// From this enlargement on, single pixels are what one wants to see.
+// From this enlargement on, the user wants to see single pixels.
 constexpr int plainEnlargement = 2;
 // One task makes at most so many tiles, of at most so many pixels of the picture: what is wanted
 // may have changed when it ends.
@@ -30,7 +31,7 @@ QPointF ratio(QSize a, QSize b) {
             static_cast<double>(a.height()) / b.height()};
 }
 
-// The edges go to whole pixels, each on its own, so that neighbours stay neighbours.
+// Rounds each edge on its own to whole pixels, so that neighbours stay neighbours.
 QRect enlarged(const QRect& rectangle, QPointF scale) {
     const auto edge = [](int position, double factor) {
         return static_cast<int>(std::lround(position * factor));
@@ -45,8 +46,8 @@ QRectF scaledArea(const QRect& rectangle, QPointF scale) {
             rectangle.height() * scale.y()};
 }
 
-// Draws a picture, or of a much enlarged one only the part that is visible: far outside, the
-// painter's coordinates come to an end.
+// Draws a picture, or only the visible part of a much enlarged one: far outside, the painter's
+// coordinates come to an end.
 void drawVisible(QPainter& painter, const QRect& target, const QImage& picture,
                  const QRect& visible) {
     constexpr int longest = 16'384;
@@ -79,7 +80,7 @@ void ScreenTiles::show(QSize size, const QRect& visible) {
     const bool plain = size.width() >= plainEnlargement * picture.width();
     const QSize grid = plain ? picture : size;
     if (grid != current_.grid) {
-        // Stands in for the new tiles; a set that is not complete itself leaves that to its elder.
+        // A complete set stands in for the new tiles; else the set before it goes on doing so.
         if (isComplete()) last_ = std::exchange(current_, {});
         current_ = {grid, {}};
     }

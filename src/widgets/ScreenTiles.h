@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QHash>
@@ -15,10 +16,10 @@ class QPainter;
 
 namespace lumaweave {
 
-// Makes the part of a picture that is to be seen ready for the screen, in the background, tile by
-// tile: however large the picture is, nobody waits for it, and only about as many pixels are held
-// as the view has. Until a tile is there, what was made before stands in for it: the tiles of the
-// last size, or a coarse overview. Main thread; one background task at a time.
+// Prepares the visible part of a picture for the screen, in the background, tile by tile: however
+// large the picture is, nobody waits for it, and it holds only about as many pixels as the view
+// has. Until a tile is there, the tiles of the last size or a coarse overview stand in for it. Main
+// thread; one background task at a time.
 class ScreenTiles : public QObject {
     Q_OBJECT
 
@@ -29,17 +30,17 @@ class ScreenTiles : public QObject {
     void setImage(const Image& image);
     [[nodiscard]] const Image& image() const { return image_; }
 
-    // What is to be seen: the picture at `size` device pixels, and of that the visible rectangle.
+    // Sets what to show: the picture at `size` device pixels, and the visible rectangle of it.
     void show(QSize size, const QRect& visible);
 
-    // Paints what is to be seen. The painter's unit is the device pixel, its origin the top left of
+    // Paints what show() set. The painter's unit is the device pixel, its origin the top left of
     // the picture.
     void paint(QPainter& painter) const;
 
     // Whether everything visible is there in full sharpness.
     [[nodiscard]] bool isComplete() const;
 
-    // How many pixels are held.
+    // How many pixels it holds.
     [[nodiscard]] long long heldPixels() const;
 
   Q_SIGNALS:
@@ -65,7 +66,7 @@ class ScreenTiles : public QObject {
     void dropFarTiles();
 
     Image image_;
-    int generation_ = 0;  // of the image: what was made of an older one is thrown away
+    int generation_ = 0;  // of the image: results for an older one are dropped
     bool busy_ = false;
     QSize size_;
     QRect visible_;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "widgets/Sheet.h"
 
 #include <QCloseEvent>
@@ -12,7 +13,7 @@ Sheet::Sheet(QWidget* parent) : QDialog(parent) {
 void Sheet::begin(QWidget* window) {
     stopped_ = false;
     adjustSize();
-    winId();  // makes the window, so that it can be told whose sheet it is
+    winId();  // makes the window, so that it can take its parent below
     if (window != nullptr && window->window()->windowHandle() != nullptr) {
         const QWidget* over = window->window();
         windowHandle()->setTransientParent(over->windowHandle());

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QDialog>
@@ -5,9 +6,9 @@
 
 namespace lumaweave {
 
-// A modal dialog over a window while work goes on: begun, run until it is stopped or aborted, then
-// ended by whoever ran it. While a worker lives, neither Esc nor the close button ends it (the
-// worker still uses it); once the worker has gone they do. Main thread.
+// A modal dialog over a window while work goes on: its owner calls begin, run (until stop or
+// abort), then end. While a worker lives, neither Esc nor the close button ends it (the worker
+// still uses it); once the worker has gone they do. Main thread.
 class Sheet : public QDialog {
     Q_OBJECT
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "widgets/ZoomView.h"
 
 #include <QMouseEvent>
@@ -131,7 +132,7 @@ void ZoomView::layOut() {
     pixelRatio_ = viewport()->devicePixelRatioF();
     if (fitted_) zoom_ = fitting();
     const QSize size = image().isNull() ? QSize(0, 0) : zoomed();
-    // The size of the view is asked for each time: a bar that appears takes room from it.
+    // Asks for the view's size each time: a bar that appears takes room from it.
     const auto adjust = [this](QScrollBar* bar, int length, int room) {
         bar->setRange(0, std::max(0, length - room));
         bar->setPageStep(room);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QAbstractScrollArea>
@@ -14,8 +15,8 @@ class ScreenTiles;
 // Shows a picture of any size, in the colours of the screen: as large as fits, or at a zoom, with
 // scroll bars. The wheel zooms about the pointer, dragging moves the picture, a double click goes
 // from the whole picture to 1:1 at that spot and back, the arrow keys scroll. A zoom is a number of
-// device pixels for one pixel of the picture, whatever the screen's scale factor. Main thread; the
-// pixels are made ready in the background.
+// device pixels for one pixel of the picture, whatever the screen's scale factor. Main thread; a
+// background task makes the pixels ready.
 class ZoomView : public QAbstractScrollArea {
     Q_OBJECT
 
@@ -28,7 +29,7 @@ class ZoomView : public QAbstractScrollArea {
     [[nodiscard]] const Image& image() const;
 
     [[nodiscard]] double zoom() const { return zoom_; }
-    // Whether the zoom follows the size of the view, so that the whole picture is seen.
+    // Whether the zoom follows the size of the view, and so shows the whole picture.
     [[nodiscard]] bool isFitted() const { return fitted_; }
     // Whether all that is visible is there in full sharpness.
     [[nodiscard]] bool isSharp() const;

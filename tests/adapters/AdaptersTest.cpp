@@ -1,7 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include <gmock/gmock.h>
 
-#include <QByteArray>
-#include <QtGlobal>
 #include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -16,6 +15,7 @@
 
 #include "imaging/decoding/ImageDecoder.h"
 #include "imaging/tiff/TiffWriter.h"
+#include "support/EnvironmentVariable.h"
 #include "support/Pictures.h"
 #include "support/TestFolder.h"
 
@@ -25,10 +25,12 @@
 namespace lumaweave {
 
 namespace fs = std::filesystem;
+using test::EnvironmentVariable;
 using test::makeImage;
 using test::readFile;
 using test::sceneAt;
 using test::TestFolder;
+using test::writeScript;
 using testing::ElementsAre;
 
 namespace {
@@ -53,23 +55,22 @@ int runProgram(const fs::path& program, const Arguments& arguments) {
 // Puts recorders in the places of the installed tools.
 class AdaptersTest : public testing::Test {
   protected:
-    AdaptersTest() : oldPath_(qgetenv("PATH").toStdString()) {
+    AdaptersTest() {
         fs::create_directories(folder / "bin");
         installRecorder("enfuse");
         installRecorder("align_image_stack");
-        setPath((folder / "bin").native() + ':' + oldPath_);
+        setPath((folder / "bin").native() + ':' + path_.before().value_or(""));
         unsetenv("OMP_WAIT_POLICY");
     }
-    ~AdaptersTest() override { setPath(oldPath_); }
 
-    static void setPath(const std::string& path) { setenv("PATH", path.c_str(), 1); }
-    void useInstalledTools() { setPath(oldPath_); }
+    void setPath(const std::string& path) const { path_.set(path); }
+    void useInstalledTools() const { path_.restore(); }
     void setToolStatus(int wanted) { (void)folder.write("status", std::to_string(wanted) + '\n'); }
 
     [[nodiscard]] static fs::path adapter(const std::string& name) {
         return fs::path(LUMAWEAVE_RESOURCES) / "Enfuse" / name;
     }
-    // What reaches the tool when its adapter is called with these arguments.
+    // What the tool gets when the test gives its adapter these arguments.
     Arguments toolArguments(const std::string& adapterName, const Arguments& given) {
         fs::remove(recordFile());
         status = runProgram(adapter(adapterName), given);
@@ -87,24 +88,21 @@ class AdaptersTest : public testing::Test {
     [[nodiscard]] fs::path recordFile() const { return folder / "arguments"; }
     void installRecorder(const std::string& tool) {
         const std::string place = folder.path().native();
-        const fs::path script =
-            folder.write("bin/" + tool,
-                         "#!/bin/sh\n"
-                         "for argument in \"$@\"; do printf '%s\\0' \"$argument\"; "
-                         "done > \"" +
-                             place +
-                             "/arguments\"\n"
-                             "printf %s \"${OMP_WAIT_POLICY-unset}\" > \"" +
-                             place +
-                             "/policy\"\n"
-                             "[ -f \"" +
-                             place +
-                             "/status\" ] || exit 0\n"
-                             "read status < \"" +
-                             place +
-                             "/status\"\n"
-                             "exit \"$status\"\n");
-        fs::permissions(script, fs::perms::owner_all);
+        writeScript(folder / ("bin/" + tool),
+                    "for argument in \"$@\"; do printf '%s\\0' \"$argument\"; "
+                    "done > \"" +
+                        place +
+                        "/arguments\"\n"
+                        "printf %s \"${OMP_WAIT_POLICY-unset}\" > \"" +
+                        place +
+                        "/policy\"\n"
+                        "[ -f \"" +
+                        place +
+                        "/status\" ] || exit 0\n"
+                        "read status < \"" +
+                        place +
+                        "/status\"\n"
+                        "exit \"$status\"\n");
     }
     [[nodiscard]] Arguments recordedArguments() const {
         Arguments arguments;
@@ -120,7 +118,7 @@ class AdaptersTest : public testing::Test {
         return arguments;
     }
 
-    std::string oldPath_;
+    EnvironmentVariable path_{"PATH"};
 };
 
 const std::string identity = "--blend-colorspace=IDENTITY";
@@ -156,13 +154,13 @@ TEST_F(AdaptersTest, EnfuseDoesNotGetTheCacheSize) {
 }
 
 TEST_F(AdaptersTest, EnfuseMakesFloatsOfFloatsWhateverDepthItIsAskedFor) {
-    setenv("LUMAWEAVE_FLOATS", "yes", 1);
+    const EnvironmentVariable floats("LUMAWEAVE_FLOATS", "yes");
     for (const char* depth : {"--depth=8", "--depth=16", "--depth=r32"}) {
         EXPECT_THAT(
             enfuse({"-o", "--depth=8", depth, "in.tif"}),
             ElementsAre("--blend-colorspace=IDENTITY", "-o", "--depth=8", "--depth=r32", "in.tif"));
     }
-    unsetenv("LUMAWEAVE_FLOATS");
+    floats.restore();
     EXPECT_THAT(enfuse({"--depth=8", "in.tif"}),
                 ElementsAre("--blend-colorspace=IDENTITY", "--depth=8", "in.tif"));
 }
@@ -231,13 +229,10 @@ TEST_F(AdaptersTest, TheAlignerKeepsTheOrderOfItsInputs) {
 
 TEST_F(AdaptersTest, TheInstalledAlignerKeepsTheOrderOfItsInputs) {
     useInstalledTools();
-    const fs::path samples = fs::path(LUMAWEAVE_SOURCE_FOLDER) / "samples/bracket";
     const std::string dark = (folder / "dark shot.tif").native();
     const std::string light = (folder / "light shot.tif").native();
-    ASSERT_TRUE(
-        writeTiff(decodeImage(samples / "window-3.jpg").scaled(400, 267), dark, Write::plain));
-    ASSERT_TRUE(
-        writeTiff(decodeImage(samples / "window-4.jpg").scaled(400, 267), light, Write::plain));
+    ASSERT_TRUE(writeTiff(decodeImage(test::sampleShot(3)).scaled(400, 267), dark, Write::plain));
+    ASSERT_TRUE(writeTiff(decodeImage(test::sampleShot(4)).scaled(400, 267), light, Write::plain));
     const auto mean = [](const fs::path& path) {
         const std::vector<double> values = test::samplesOf(decodeImage(path));
         return std::accumulate(values.begin(), values.end(), 0.0) /
@@ -273,7 +268,7 @@ TEST_F(AdaptersTest, ASingleInputIsCopiedInsteadOfAligned) {
     EXPECT_EQ(readFile(input), "the pixels");
 }
 
-// What becomes an input once it has been aligned and is aligned again.
+// Aligning an aligned input once more does this.
 TEST_F(AdaptersTest, ASingleInputMayBeItsOwnOutputAndIsWrittenAnew) {
     const std::string prefix = (folder / "aligned").native();
     const fs::path file = folder.write("aligned0000.tif", "the pixels");

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "align/AlignCommand.h"
 
 #include <gmock/gmock.h>
@@ -5,7 +6,6 @@
 #include <QSettings>
 #include <cmath>
 #include <limits>
-#include <locale>
 
 #include "align/AlignSettings.h"
 #include "align/AlignmentRun.h"
@@ -14,6 +14,8 @@
 #include "platform/WorkingFolder.h"
 #include "sources/SourceCellViewController.h"
 #include "stack/SharedState.h"
+#include "support/CommaLocale.h"
+#include "support/EnvironmentVariable.h"
 #include "support/WindowsFixture.h"
 
 namespace lumaweave {
@@ -82,19 +84,10 @@ TEST(AlignCommand, WhateverIntegersThereAreArePassedOn) {
     EXPECT_EQ(line({0, 0, false, false}), head + " -c 0 -g 0");
 }
 
-// A locale as half of Europe has it, which also groups the digits of whole numbers.
-class CommaLocale : public std::numpunct<char> {
-  protected:
-    char do_decimal_point() const override { return ','; }
-    char do_thousands_sep() const override { return '.'; }
-    std::string do_grouping() const override { return "\3"; }
-};
-
 TEST(AlignCommand, ACommaLocaleChangesNothing) {
-    const std::locale before = std::locale::global(std::locale(std::locale(), new CommaLocale));
+    const test::CommaLocale locale;
     for (const Case& one : everyCombination)
         EXPECT_EQ(line(one.settings), head + one.end);
-    std::locale::global(before);
 }
 
 TEST(AlignCommand, BlanksInPathsStayInsideTheQuotes) {
@@ -207,10 +200,8 @@ TEST_F(AlignCommandProgramTest, TheGlobalsAreTheSettings) {
 
 TEST_F(AlignCommandProgramTest, AToolThatIsNotInstalledCountsAsMissing) {
     EXPECT_TRUE(alignTool().has_value());
-    const QByteArray path = qgetenv("PATH");
-    qputenv("PATH", QByteArray::fromStdString(folder.path().native()));
+    const test::EnvironmentVariable path("PATH", folder.path().native());
     EXPECT_FALSE(alignTool().has_value());
-    qputenv("PATH", path);
 }
 
 }  // namespace lumaweave

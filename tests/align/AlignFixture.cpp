@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "align/AlignFixture.h"
 
 #include <QPushButton>
@@ -6,6 +7,7 @@
 #include "imaging/decoding/ImageDecoder.h"
 #include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
+#include "support/Printed.h"
 #include "support/ShownWindow.h"
 
 namespace lumaweave::test {
@@ -28,19 +30,17 @@ void AlignTest::inSheet(const std::function<void(AutoAlignProgressDialog&)>& act
 
 void AlignTest::align() {
     inSettingsDialog([](AutoAlignSettings& dialog) {
-        QTest::mouseClick(dialog.findChild<QPushButton*>("startButton"), Qt::LeftButton);
+        QTest::mouseClick(button(&dialog, "startButton"), Qt::LeftButton);
     });
-    QPushButton* button = windows->sourcesWindow()->alignButton();
-    ASSERT_TRUE(button->isEnabled());
+    QPushButton* command = windows->sourcesWindow()->alignButton();
+    ASSERT_TRUE(command->isEnabled());
     // The click returns when the sheet has gone.
-    QTest::mouseClick(button, Qt::LeftButton);
+    QTest::mouseClick(command, Qt::LeftButton);
     EXPECT_TRUE(waitForBackgroundTasks());
 }
 
 std::string AlignTest::alignAndGiveOutput() {
-    testing::internal::CaptureStdout();
-    align();
-    return testing::internal::GetCapturedStdout();
+    return printedWhile([this] { align(); });
 }
 
 void AlignTest::replaceAlignTool(const std::string& script) {
@@ -51,7 +51,11 @@ void AlignTest::makeAlignToolWait(const std::string& script) {
     replaceAlignTool(waiting_.script() + script);
 }
 
-void AlignTest::letGo() {
+bool AlignTest::toolWaits() const {
+    return waiting_.waits();
+}
+
+void AlignTest::letGo() const {
     waiting_.letGo();
 }
 
@@ -65,23 +69,11 @@ fs::path AlignTest::picture(const std::string& name, int width, int height, doub
     return file;
 }
 
-namespace {
-
-std::vector<std::string> echoedLinesWith(const std::string& output, const std::string& text) {
-    std::vector<std::string> lines;
-    for (const std::string& line : linesStartingWith(output, "\"")) {
-        if (line.find(text) != std::string::npos) lines.push_back(line);
-    }
-    return lines;
-}
-
-}  // namespace
-
 std::vector<std::string> AlignTest::alignLines(const std::string& output) {
-    return echoedLinesWith(output, "/align_image_stack\"");
+    return echoedCommands(output, "/align_image_stack\"");
 }
 std::vector<std::string> AlignTest::previewLines(const std::string& output) {
-    return echoedLinesWith(output, "EnfusedPreview.tif");
+    return echoedCommands(output, "EnfusedPreview.tif");
 }
 
 void AlignTest::expectCellShows(int index, const fs::path& file) const {

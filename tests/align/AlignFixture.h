@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <functional>
@@ -17,7 +18,7 @@ class SourcesWindow;
 
 namespace lumaweave::test {
 
-// The program, and a person who aligns the stack that is loaded.
+// The program, and a user who aligns the loaded stack.
 class AlignTest : public WindowsTest {
   protected:
     AlignTest() : sources(*windows->sourcesWindow()) {}
@@ -36,11 +37,12 @@ class AlignTest : public WindowsTest {
     // The same, and gives what was printed meanwhile.
     std::string alignAndGiveOutput();
 
-    // A tool for the place of the aligner, in front of which stands takeAlignArguments.
+    // Puts a tool in the aligner's place: takeAlignArguments, then this script.
     void replaceAlignTool(const std::string& script);
     // A tool that waits for letGo before it does this.
     void makeAlignToolWait(const std::string& script);
-    void letGo();
+    [[nodiscard]] bool toolWaits() const;
+    void letGo() const;
 
     // Files named by their cells, with pictures that differ.
     std::vector<std::filesystem::path> makeShots(int count, int width = 90, int height = 60);
@@ -56,7 +58,6 @@ class AlignTest : public WindowsTest {
 
     SourcesWindow& sources;
 
-    static constexpr auto loadingFailed = "-doAutoAlignOnThread : error loading image file!";
     static constexpr auto complete = "auto align complete, now re-enfuse everything...";
 
   private:

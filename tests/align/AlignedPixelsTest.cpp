@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // What becomes of aligned pictures: they carry alpha where the turn uncovered pixels, and must take
 // no memory of their own.
 
@@ -8,12 +10,12 @@
 #include "align/AlignCommand.h"
 #include "align/AlignFixture.h"
 #include "imaging/decoding/ImageDecoder.h"
-#include "imaging/formats/VipsLibrary.h"
 #include "preview/PreviewWindow.h"
 #include "sources/SourceCellImageView.h"
 #include "sources/SourceCellViewController.h"
 #include "stack/SharedState.h"
 #include "stack/WorkingFiles.h"
+#include "support/Colours.h"
 #include "support/PrivateMemory.h"
 #include "widgets/ImageView.h"
 
@@ -23,15 +25,7 @@ namespace fs = std::filesystem;
 using namespace test;
 using testing::IsEmpty;
 
-class AlignedPixelsTest : public AlignTest {
-  protected:
-    // Compressed and with unassociated alpha, as the tool writes its files.
-    void saveAsTheToolDoes(const Image& image, const fs::path& file) const {
-        vipsImage(image).tiffsave(
-            file.c_str(),
-            vips::VImage::option()->set("compression", VIPS_FOREIGN_TIFF_COMPRESSION_LZW));
-    }
-};
+using AlignedPixelsTest = AlignTest;
 
 class UncoveredEdgeTest : public AlignedPixelsTest {
   protected:
@@ -40,7 +34,7 @@ class UncoveredEdgeTest : public AlignedPixelsTest {
     static constexpr int uncovered = 211;  // columns at the left; odd at every scale
     static constexpr double shade = 0.6;
 
-    // Two shots of one even shade, of which the second is black and transparent at its left.
+    // Two shots of one even shade; the second is black and transparent at its left.
     void loadAndAlign() {
         PixelFormat format;
         format.alpha = true;
@@ -48,19 +42,20 @@ class UncoveredEdgeTest : public AlignedPixelsTest {
             if (x < left) return 0.0;
             return s == 3 ? 1.0 : shade;
         };
-        saveAsTheToolDoes(makeImage(width, height, format,
-                                    [&](int x, int y, int s) { return value(x, y, s, 0); }),
-                          folder / "first.tif");
-        saveAsTheToolDoes(makeImage(width, height, format,
-                                    [&](int x, int y, int s) { return value(x, y, s, uncovered); }),
-                          folder / "second.tif");
+        saveCompressedTiff(makeImage(width, height, format,
+                                     [&](int x, int y, int s) { return value(x, y, s, 0); }),
+                           folder / "first.tif");
+        saveCompressedTiff(
+            makeImage(width, height, format,
+                      [&](int x, int y, int s) { return value(x, y, s, uncovered); }),
+            folder / "second.tif");
         dropAndWait(makeShots(2, width, height));
         replaceAlignTool("cp '" + (folder / "first.tif").native() + "' \"$(alignedName 0)\"\n" +
                          "cp '" + (folder / "second.tif").native() + "' \"$(alignedName 1)\"\n");
         align();
         EXPECT_THAT(alerts.texts(), IsEmpty());
     }
-    // The colours of all pixels that are not wholly transparent: the darkest one.
+    // The darkest colour of all pixels that are not wholly transparent.
     static double darkestSeen(const Image& image) {
         const auto step = static_cast<std::size_t>(image.format().samples());
         const bool alpha = image.format().alpha;
@@ -129,7 +124,7 @@ TEST_F(UncoveredEdgeTest, TheDetailCropAndItsFusionHaveNoDarkFringe) {
     const Image fused = decodeImage(enfusedDetailFile());
     EXPECT_NEAR(darkestSeen(fused), shade, tolerance);
     const QImage shown = windows->previewWindow()->detailView()->image();
-    EXPECT_NEAR(shown.pixelColor(shown.rect().center()).red(), shade * 255, 2.5);
+    EXPECT_NEAR(middleOf(shown).red(), shade * 255, 2.5);
 }
 
 TEST_F(UncoveredEdgeTest, ThePreviewAndTheFullSizeResultHaveNoDarkFringe) {
@@ -151,11 +146,11 @@ TEST_F(AlignedPixelsTest, TakeNoPrivateMemory) {
     constexpr int shots = 6;
     PixelFormat format;
     format.alpha = true;
-    saveAsTheToolDoes(makeImage(width, height, format,
-                                [scene = sceneAt(1)](int x, int y, int s) {
-                                    return s == 3 ? 1.0 : scene(x, y, s);
-                                }),
-                      folder / "aligned.tif");
+    saveCompressedTiff(makeImage(width, height, format,
+                                 [scene = sceneAt(1)](int x, int y, int s) {
+                                     return s == 3 ? 1.0 : scene(x, y, s);
+                                 }),
+                       folder / "aligned.tif");
     dropAndWait(makeShots(shots, width, height));
     std::string script;
     for (int i = 0; i < shots; ++i) {

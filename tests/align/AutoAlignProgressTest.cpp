@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "align/AutoAlignProgress.h"
 
 #include <QAction>
@@ -23,6 +24,8 @@
 #include "sources/SourcesWindow.h"
 #include "stack/SharedState.h"
 #include "stack/WorkingFiles.h"
+#include "support/AlertTexts.h"
+#include "support/Printed.h"
 #include "widgets/ImageView.h"
 
 namespace lumaweave {
@@ -35,14 +38,14 @@ using testing::IsEmpty;
 
 class AutoAlignProgressTest : public AlignTest {
   protected:
-    // Runs an alignment as the settings dialog does once it was started.
-    std::string runAlignment() {
-        testing::internal::CaptureStdout();
-        AutoAlignProgressDialog::init();
-        EXPECT_TRUE(waitForBackgroundTasks());
-        return testing::internal::GetCapturedStdout();
+    // Runs an alignment as the settings dialog does when it starts one.
+    static std::string runAlignment() {
+        return printedWhile([] {
+            AutoAlignProgressDialog::init();
+            EXPECT_TRUE(waitForBackgroundTasks());
+        });
     }
-    // The lines of the log from the alignment's first word about the cells on.
+    // The log from the alignment's first word about the cells on.
     [[nodiscard]] std::vector<std::string> logOfReassigning() const {
         const auto lines = log.lines();
         const auto first =
@@ -50,7 +53,7 @@ class AutoAlignProgressTest : public AlignTest {
         const auto last = std::find(first, lines.end(), complete);
         return {first, last == lines.end() ? last : last + 1};
     }
-    // Ready-made pictures, which a tool leaves as its outputs.
+    // A tool that leaves these pictures as its outputs.
     static std::string leave(const std::vector<fs::path>& pictures) {
         std::string script;
         for (std::size_t n = 0; n < pictures.size(); ++n) {
@@ -112,9 +115,8 @@ TEST_F(AutoAlignProgressTest, WhatACellShowsAndWhatFusionsReadFollowTheAlignedFi
     // The preview, once, and its detail follow.
     EXPECT_EQ(previewLines(output).size(), 1U);
     EXPECT_EQ(log.count(complete), 1);
-    testing::internal::CaptureStdout();
-    fuseFullSize(folder / "fused.tif");
-    EXPECT_THAT(linesStartingWith(testing::internal::GetCapturedStdout(), "\"").front(),
+    const std::string printed = printedWhile([this] { fuseFullSize(folder / "fused.tif"); });
+    EXPECT_THAT(echoedCommands(printed).front(),
                 testing::EndsWith('"' + alignedImageFile(0).native() + "\" \"" +
                                   alignedImageFile(1).native() + '"'));
     EXPECT_EQ(decodeImage(folder / "fused.tif").size(), QSizeF(90, 60));
@@ -149,7 +151,7 @@ TEST_F(AutoAlignProgressTest, OneFilledCellIsReassignedAndNoPreviewFollows) {
     EXPECT_THAT(previewLines(output), IsEmpty());
     EXPECT_THAT(alerts.texts(), IsEmpty());
     EXPECT_EQ(log.count(complete), 1);
-    // And once more, its own file being the input now.
+    // And once more, now with its own file as input.
     EXPECT_THAT(alignLines(runAlignment()).front(),
                 testing::EndsWith('"' + alignedImageFile(0).native() + '"'));
     EXPECT_EQ(differenceBetween(cell(0).theImage(), before).largest, 0);
@@ -178,7 +180,7 @@ TEST_F(AutoAlignProgressTest, ALoadFailureAtCell2Of4KeepsItsImageAndLeavesCell3)
     EXPECT_EQ(log.count("alignedImage0003.tif"), 0);
 }
 
-// What is left alone is what the tool says when it fails: its files count.
+// Only the tool's files count, not what it says when it fails.
 TEST_F(AutoAlignProgressTest, TheToolsExitStatusIsNotLookedAt) {
     dropAndWait(makeShots(2));
     replaceAlignTool(std::string(copyEveryInput) + "exit 1\n");
@@ -252,7 +254,7 @@ TEST_F(AutoAlignProgressTest, AFailureOnTheSecondStackIsToldAndNothingOfTheFirst
     }
     EXPECT_TRUE(cell(0).theImage().sharesPixelsWith(images[0]));
     EXPECT_TRUE(cell(1).theImage().sharesPixelsWith(images[1]));
-    // What is fused is this stack.
+    // The fusion is of this stack.
     const Image fused = windows->previewWindow()->enfuseImage();
     EXPECT_NEAR(static_cast<double>(fused.pixelsWide()) / fused.pixelsHigh(), 80.0 / 60, 0.02);
     EXPECT_EQ(decodeImage(GetURLToScaledSourceFile(0)).pixelsWide(), fused.pixelsWide());
@@ -320,7 +322,7 @@ TEST_F(AutoAlignProgressTest, WithoutTheToolThatIsToldAndNothingIsRun) {
     EXPECT_THAT(alerts.texts(),
                 ElementsAre("-createAlignImageStackCommandString: cannot locate the "
                             "align_image_stack application!"));
-    EXPECT_THAT(linesStartingWith(output, "\""), IsEmpty());
+    EXPECT_THAT(echoedCommands(output), IsEmpty());
     EXPECT_EQ(cell(0).urlToImageFile(), GetURLToTIFFedSource(0));
     EXPECT_TRUE(cell(0).theImage().sharesPixelsWith(before));
     EXPECT_EQ(sheet(), nullptr);
@@ -370,12 +372,12 @@ TEST_F(AutoAlignProgressTest, TheSheetIsModalWithoutAnEndAndSaysWhatIsBeingDone)
         EXPECT_TRUE(dialog.isModal());
         EXPECT_EQ(dialog.theWindow(), &dialog);
         EXPECT_EQ(dialog.progressBar()->minimum(), dialog.progressBar()->maximum());
-        whenTrue([this] { return fs::exists(folder / "started"); },
+        whenTrue([this] { return toolWaits(); },
                  [&] {
                      texts.push_back(dialog.textField()->text().toStdString());
                      setLogSink([&](std::string_view line) {
                          if (!line.starts_with("alignedImage")) return;
-                         // Behind what the worker has just handed over.
+                         // After what the worker has just handed over.
                          performOnMainThread(
                              [&] { loading.push_back(dialog.textField()->text().toStdString()); },
                              Wait::no);
@@ -394,7 +396,7 @@ TEST_F(AutoAlignProgressTest, BumpingAddsOneToTheBar) {
     dropAndWait(makeShots(2));
     makeAlignToolWait(copyEveryInput);
     bool bumped = false;
-    whenTrue([this] { return sheet() != nullptr && fs::exists(folder / "started"); },
+    whenTrue([this] { return sheet() != nullptr && toolWaits(); },
              [&bumped, this] {
                  const int before = sheet()->progressBar()->value();
                  sheet()->bumpProgressBarOnMainThread();
@@ -418,7 +420,7 @@ TEST_F(AutoAlignProgressTest, TheProgramRepaintsWhileTheToolRuns) {
         int count = 0;
     } paints;
     inSheet([&](AutoAlignProgressDialog&) {
-        whenTrue([this] { return fs::exists(folder / "started"); },
+        whenTrue([this] { return toolWaits(); },
                  [&] {
                      windows->previewWindow()->enfusedView()->installEventFilter(&paints);
                      windows->previewWindow()->enfusedView()->update();

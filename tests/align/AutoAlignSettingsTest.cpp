@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "align/AutoAlignSettings.h"
 
 #include <QAction>
@@ -14,6 +15,7 @@
 #include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
 #include "stack/SharedState.h"
+#include "support/SettingsFile.h"
 
 namespace lumaweave {
 
@@ -29,7 +31,7 @@ class AutoAlignSettingsTest : public AlignTest {
                          copyEveryInput);
     }
     [[nodiscard]] bool toolRan() const { return fs::exists(folder / "ran"); }
-    // Opens the dialog as a person does, and waits for the end of all that follows.
+    // Opens the dialog as the user does, and waits for the end of all that follows.
     void open() {
         QTest::mouseClick(sources.alignButton(), Qt::LeftButton);
         EXPECT_TRUE(waitForBackgroundTasks());
@@ -39,9 +41,6 @@ class AutoAlignSettingsTest : public AlignTest {
         dialog.numControlPointsControl()->setValue(31);
         dialog.assumeFishButton()->click();
         dialog.optimizeFOVButton()->click();
-    }
-    static QPushButton* button(const AutoAlignSettings& dialog, const char* name) {
-        return dialog.findChild<QPushButton*>(name);
     }
     static void expectFirstValues() {
         EXPECT_EQ(gAA_GridSize, 5);
@@ -63,7 +62,7 @@ TEST_F(AutoAlignSettingsTest, ShowsWhatTheGlobalsHold) {
         EXPECT_EQ(dialog.numControlPointsControl()->value(), 12);
         EXPECT_TRUE(dialog.assumeFishButton()->isChecked());
         EXPECT_FALSE(dialog.optimizeFOVButton()->isChecked());
-        button(dialog, "cancelButton")->click();
+        button(&dialog, "cancelButton")->click();
     });
     open();
     EXPECT_TRUE(modal);
@@ -74,7 +73,7 @@ TEST_F(AutoAlignSettingsTest, ShowsWhatTheGlobalsHold) {
         shown = true;
         EXPECT_FALSE(dialog.assumeFishButton()->isChecked());
         EXPECT_TRUE(dialog.optimizeFOVButton()->isChecked());
-        button(dialog, "cancelButton")->click();
+        button(&dialog, "cancelButton")->click();
     });
     open();
     EXPECT_TRUE(shown);
@@ -84,7 +83,7 @@ TEST_F(AutoAlignSettingsTest, CancelKeepsTheGlobalsWritesNoPreferenceAndAlignsNo
     dropAndWait(makeShots(2));
     inSettingsDialog([](AutoAlignSettings& dialog) {
         changeEverything(dialog);
-        QTest::mouseClick(button(dialog, "cancelButton"), Qt::LeftButton);
+        QTest::mouseClick(button(&dialog, "cancelButton"), Qt::LeftButton);
     });
     open();
     expectFirstValues();
@@ -113,7 +112,7 @@ TEST_F(AutoAlignSettingsTest, StartStoresTheControlsAndAligns) {
     dropAndWait(makeShots(2));
     inSettingsDialog([](AutoAlignSettings& dialog) {
         changeEverything(dialog);
-        QTest::mouseClick(button(dialog, "startButton"), Qt::LeftButton);
+        QTest::mouseClick(button(&dialog, "startButton"), Qt::LeftButton);
     });
     testing::internal::CaptureStdout();
     open();
@@ -133,11 +132,11 @@ TEST_F(AutoAlignSettingsTest, StartStoresTheControlsAndAligns) {
 TEST_F(AutoAlignSettingsTest, ThePreferencesAreSavedBeforeTheAlignmentStarts) {
     dropAndWait(makeShots(2));
     const fs::path copy = folder / "settings then";
-    replaceAlignTool("cp '" + QSettings().fileName().toStdString() + "' '" + copy.native() + "'\n" +
+    replaceAlignTool("cp '" + settingsFile().native() + "' '" + copy.native() + "'\n" +
                      copyEveryInput);
     inSettingsDialog([](AutoAlignSettings& dialog) {
         changeEverything(dialog);
-        button(dialog, "startButton")->click();
+        button(&dialog, "startButton")->click();
     });
     open();
     const QSettings then(QString::fromStdString(copy.native()), QSettings::NativeFormat);
@@ -151,7 +150,7 @@ TEST_F(AutoAlignSettingsTest, WhateverIntegersTheControlsHoldAreStoredAndPassedO
     dropAndWait(makeShots(2));
     gAA_GridSize = -2147483647 - 1;
     gAA_NumControlPoints = 2147483647;
-    inSettingsDialog([](AutoAlignSettings& dialog) { button(dialog, "startButton")->click(); });
+    inSettingsDialog([](AutoAlignSettings& dialog) { button(&dialog, "startButton")->click(); });
     testing::internal::CaptureStdout();
     open();
     EXPECT_THAT(testing::internal::GetCapturedStdout(),
@@ -160,7 +159,7 @@ TEST_F(AutoAlignSettingsTest, WhateverIntegersTheControlsHoldAreStoredAndPassedO
     inSettingsDialog([](AutoAlignSettings& dialog) {
         dialog.gridSizeControl()->setValue(0);
         dialog.numControlPointsControl()->setValue(-3);
-        button(dialog, "startButton")->click();
+        button(&dialog, "startButton")->click();
     });
     testing::internal::CaptureStdout();
     open();
@@ -185,7 +184,7 @@ TEST_F(AutoAlignSettingsTest, OptimisingTheFieldOfViewIsSavedButStartsEveryRunSw
     dropAndWait(makeShots(2));
     inSettingsDialog([](AutoAlignSettings& dialog) {
         changeEverything(dialog);
-        button(dialog, "startButton")->click();
+        button(&dialog, "startButton")->click();
     });
     open();
     gAA_GridSize = 5;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "align/BlockShifts.h"
 
 #include <algorithm>
@@ -73,7 +74,7 @@ struct Square {
         : side(sideLength),
           values(static_cast<std::size_t>(side) * static_cast<std::size_t>(side)) {}
     [[nodiscard]] Complex& at(int x, int y) {
-        // Beyond an edge the other one follows.
+        // Coordinates wrap around the edges.
         return values[static_cast<std::size_t>((y + side) % side) * static_cast<std::size_t>(side) +
                       static_cast<std::size_t>((x + side) % side)];
     }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QRect>
@@ -9,13 +10,12 @@ namespace lumaweave::test {
 
 // How far apart two pictures of one scene lie, measured block by block.
 
-// The largest rectangle found by shrinking the whole picture evenly whose pixels are opaque in all
-// pictures, which have one size.
+// What is left when the whole picture shrinks evenly until every pixel is opaque in all pictures,
+// which have one size.
 [[nodiscard]] QRect commonArea(const std::vector<Image>& pictures);
 
-// The shift of what block `block` (rows of 6, 4 rows, over the area) shows in `second` against
-// `first`, in pixels, by phase correlation of their logarithmic brightness: so an exposure of
-// another length changes nothing.
+// How far each block (4 rows of 6 over the area) is shifted in `second` against `first`, in pixels,
+// by phase correlation of their logarithmic brightness: another exposure changes nothing.
 struct BlockShift {
     double x = 0;
     double y = 0;
@@ -26,7 +26,7 @@ inline constexpr int blockRows = 4;
 [[nodiscard]] std::vector<BlockShift> blockShifts(const Image& first, const Image& second,
                                                   const QRect& area);
 
-// How many of the blocks are shifted by less than this, in pixels.
+// How many blocks are shifted by less than this, in pixels.
 [[nodiscard]] int blocksWithin(const std::vector<BlockShift>& shifts, double pixels);
 
 // The mean square of the difference between neighbouring pixels' brightness over the area (0 to 1

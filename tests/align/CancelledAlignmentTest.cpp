@@ -1,4 +1,6 @@
-// Alignments whose sheet was cancelled, and those that another thread than the main one runs.
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+// Cancelled alignments, and alignments on other threads than the main one.
 
 #include <QAction>
 #include <QApplication>
@@ -15,6 +17,8 @@
 #include "sources/SourcesWindow.h"
 #include "stack/SharedState.h"
 #include "stack/WorkingFiles.h"
+#include "support/AlertTexts.h"
+#include "support/ShownWindow.h"
 
 namespace lumaweave {
 
@@ -31,12 +35,11 @@ class CancelledAlignmentTest : public AlignTest {
     void alignAndCancel(const std::function<void(AutoAlignProgressDialog&)>& way,
                         const std::string& script = copyEveryInput) {
         makeAlignToolWait(script);
-        whenTrue([this] { return sheet() != nullptr && fs::exists(folder / "started"); },
-                 [way] { way(*sheet()); });
+        whenTrue([this] { return sheet() != nullptr && toolWaits(); }, [way] { way(*sheet()); });
         AutoAlignProgressDialog::init();
     }
     static void press(AutoAlignProgressDialog& dialog) {
-        QTest::mouseClick(dialog.findChild<QPushButton*>("cancelButton"), Qt::LeftButton);
+        QTest::mouseClick(button(&dialog, "cancelButton"), Qt::LeftButton);
     }
 };
 
@@ -66,8 +69,6 @@ TEST_F(CancelledAlignmentTest, EscapeAndTheWindowsCloseButtonCancelToo) {
     EXPECT_TRUE(AutoAlignProgressDialog::isAlignmentRunning());
     letGo();
     ASSERT_TRUE(waitForBackgroundTasks());
-    fs::remove(folder / "go on");
-    fs::remove(folder / "started");
     alignAndCancel([](AutoAlignProgressDialog& dialog) { dialog.close(); });
     EXPECT_EQ(sheet(), nullptr);
     EXPECT_TRUE(AutoAlignProgressDialog::isAlignmentRunning());
@@ -124,7 +125,7 @@ TEST_F(CancelledAlignmentTest, ACellThatWasEmptiedMeanwhileStaysEmpty) {
 TEST_F(CancelledAlignmentTest, TheNextAlignmentWaitsForTheEndOfTheCancelledOne) {
     dropAndWait(makeShots(2));
     alignAndCancel(press);
-    // As the batch does, whose command is another.
+    // As the batch does, by another command.
     std::atomic<bool> ended = false;
     performInBackground([&ended] {
         AutoAlignProgressDialog::init();
@@ -136,9 +137,8 @@ TEST_F(CancelledAlignmentTest, TheNextAlignmentWaitsForTheEndOfTheCancelledOne) 
     }));
     EXPECT_EQ(log.count("reassigning aligned imags to souce cells..."), 0);
     EXPECT_FALSE(ended);
-    fs::remove(folder / "started");
     letGo();
-    ASSERT_TRUE(waitUntil([this] { return fs::exists(folder / "started"); }));
+    ASSERT_TRUE(waitUntil([this] { return toolWaits(); }));
     EXPECT_EQ(log.count(complete), 1);
     letGo();
     ASSERT_TRUE(waitForBackgroundTasks());
@@ -163,7 +163,7 @@ TEST_F(AlignmentFromAnotherThreadTest, TheSheetOpensOnTheMainThreadWhileTheCalle
     dropAndWait(makeShots(2));
     makeAlignToolWait(copyEveryInput);
     startAsBatch();
-    ASSERT_TRUE(waitUntil([this] { return sheet() != nullptr && fs::exists(folder / "started"); }));
+    ASSERT_TRUE(waitUntil([this] { return sheet() != nullptr && toolWaits(); }));
     EXPECT_EQ(sheet()->thread(), qApp->thread());
     EXPECT_FALSE(returned);
     letGo();
@@ -179,20 +179,17 @@ TEST_F(AlignmentFromAnotherThreadTest, TheCallersSheetAndTheAlignmentsCanBothBeA
     makeAlignToolWait(copyEveryInput);
     Sheet batch;
     int clicks = 0;
-    auto* button = new QPushButton("Cancel", &batch);
-    QObject::connect(button, &QPushButton::clicked, [&] { ++clicks; });
+    auto* cancel = new QPushButton("Cancel", &batch);
+    QObject::connect(cancel, &QPushButton::clicked, [&] { ++clicks; });
     whenTrue([&batch] { return batch.isRunning(); }, [this] { startAsBatch(); });
-    whenTrue([this] { return sheet() != nullptr && fs::exists(folder / "started"); },
+    whenTrue([this] { return sheet() != nullptr && toolWaits(); },
              [&] {
-                 QTest::mouseClick(batch.windowHandle(), Qt::LeftButton, {},
-                                   button->geometry().center());
-                 QPushButton* cancel = sheet()->findChild<QPushButton*>("cancelButton");
-                 QTest::mouseClick(sheet()->windowHandle(), Qt::LeftButton, {},
-                                   cancel->mapTo(sheet(), cancel->rect().center()));
+                 clickThroughWindow(*cancel);
+                 clickThroughWindow(*button(sheet(), "cancelButton"));
                  whenTrue([this] { return returned.load(); }, [&batch] { batch.stop(7); });
              });
     batch.begin(windows.get());
-    // No loop of the alignment's lies above the batch's own, which therefore ends at once.
+    // No loop of the alignment runs inside the batch's own, so that one ends at once.
     EXPECT_EQ(batch.run(), 7);
     batch.end();
     EXPECT_EQ(clicks, 1);
@@ -206,8 +203,7 @@ TEST_F(AlignmentFromAnotherThreadTest, TheBatchsSheetCanEndWhileTheAlignmentRuns
     makeAlignToolWait(copyEveryInput);
     Sheet batch;
     whenTrue([&batch] { return batch.isRunning(); }, [this] { startAsBatch(); });
-    whenTrue([this] { return sheet() != nullptr && fs::exists(folder / "started"); },
-             [&batch] { batch.stop(0); });
+    whenTrue([this] { return sheet() != nullptr && toolWaits(); }, [&batch] { batch.stop(0); });
     batch.begin(windows.get());
     EXPECT_EQ(batch.run(), 0);
     batch.end();
@@ -222,8 +218,8 @@ TEST_F(AlignmentFromAnotherThreadTest, ACancelLetsTheCallerGoOnAtOnce) {
     dropAndWait(makeShots(2));
     makeAlignToolWait(copyEveryInput);
     startAsBatch();
-    ASSERT_TRUE(waitUntil([this] { return sheet() != nullptr && fs::exists(folder / "started"); }));
-    QTest::mouseClick(sheet()->findChild<QPushButton*>("cancelButton"), Qt::LeftButton);
+    ASSERT_TRUE(waitUntil([this] { return sheet() != nullptr && toolWaits(); }));
+    QTest::mouseClick(button(sheet(), "cancelButton"), Qt::LeftButton);
     EXPECT_TRUE(waitUntil([this] { return returned.load(); }));
     EXPECT_EQ(log.count(complete), 0);
     letGo();

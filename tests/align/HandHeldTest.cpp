@@ -1,4 +1,6 @@
-// The whole program with the real tools, on shots taken from the hand.
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+// The whole program with the real tools, on hand-held shots.
 
 #include <gmock/gmock.h>
 
@@ -20,6 +22,7 @@
 #include "sources/SourcesWindow.h"
 #include "stack/SharedState.h"
 #include "stack/WorkingFiles.h"
+#include "support/AlertTexts.h"
 #include "support/FormatFixtures.h"
 #include "widgets/ImageView.h"
 
@@ -58,7 +61,7 @@ class HandHeldTest : public AlignTest {
             result.push_back(cell(i).theImage());
         return result;
     }
-    // Of every pair of neighbours: how many blocks lie less than half a pixel apart.
+    // How many blocks of each pair of neighbours lie less than half a pixel apart.
     static std::vector<int> blocksThatFit(const std::vector<Image>& shots, const QRect& area) {
         std::vector<int> fitting;
         for (std::size_t i = 0; i + 1 < shots.size(); ++i) {
@@ -97,7 +100,7 @@ TEST_F(HandHeldTest, AnAlignedStackFusesSharperThanOneThatIsNot) {
     ASSERT_EQ(blurred.size(), sharp.size());
     EXPECT_GT(detailEnergy(sharp, area), 1.2 * detailEnergy(blurred, area));
     EXPECT_THAT(alerts.texts(), IsEmpty());
-    // And so does what is seen of it.
+    // There is a preview of it.
     EXPECT_FALSE(windows->previewWindow()->enfuseImage().isNull());
 }
 
@@ -113,23 +116,22 @@ TEST_F(HandHeldTest, AlignedShotsKeepTheirColours) {
     dropAndWait(shots);
     align();
     EXPECT_THAT(alerts.texts(), IsEmpty());
+    const auto middle = [](const Image& image) {
+        return image.scaledPart({200, 150, 500, 300}, 1, 1).toScreen().pixelColor(0, 0);
+    };
     for (std::size_t i = 0; i < profiles.size(); ++i) {
         const Image aligned = cell(static_cast<int>(i)).theImage();
         EXPECT_EQ(aligned.colourProfile(), profiles[i]) << i;
         // The turn moves the middle by some pixels of a soft scene.
-        const auto middle = [](const Image& image) {
-            return image.scaledPart({200, 150, 500, 300}, 1, 1).toScreen().pixelColor(0, 0);
-        };
         EXPECT_NEAR(middle(aligned).red(), middle(originals[i]).red(), 5) << i;
         EXPECT_NEAR(middle(aligned).blue(), middle(originals[i]).blue(), 5) << i;
     }
-    // And are given to the fusion in the colours of the first.
-    replaceFusionTool(std::string(takeArguments) + copyLastInput);
-    const QColor last =
-        cell(2).theImage().scaledPart({200, 150, 500, 300}, 1, 1).toScreen().pixelColor(0, 0);
+    // The fusion gets them in the colours of the first.
+    copyWithTool();
+    const QColor last = middle(cell(2).theImage());
     const Image given = fuse("given.tif");
     EXPECT_TRUE(given.colourProfile().isEmpty());
-    const QColor seen = given.scaledPart({200, 150, 500, 300}, 1, 1).toScreen().pixelColor(0, 0);
+    const QColor seen = middle(given);
     EXPECT_NEAR(seen.red(), last.red(), 2);
     EXPECT_NEAR(seen.green(), last.green(), 2);
     EXPECT_NEAR(seen.blue(), last.blue(), 2);
@@ -173,13 +175,13 @@ TEST_F(HandHeldTest, AlignedFloatsAreFusedIntoIntegersAsTheyAre) {
     EXPECT_LT(brightest, 0.7 * 255);
 }
 
-// A lens that the files do not tell is taken for one of 50 degrees, which this one is not.
+// The tool takes a lens that it is not told for one of 50 degrees; this one is another.
 TEST_F(HandHeldTest, TheToolIsToldTheLensThatTheFilesName) {
     dropAndWait(handHeldShots());
     align();
     EXPECT_EQ(readFile(alignedFieldOfViewFile()), "73.740\n");
     windows->sourcesWindow()->clearAllCellsAction(nullptr);
-    dropAndWait(makeShots(2));  // without a word of the camera
+    dropAndWait(makeShots(2));  // they name no camera
     align();
     EXPECT_FALSE(fs::exists(alignedFieldOfViewFile()));
 }
@@ -199,10 +201,10 @@ TEST_F(HandHeldTest, TheAlignedFileOfACellIsItsOwnPictureWhateverTheExposures) {
     std::vector<fs::path> shots = handHeldShots();
     std::rotate(shots.begin(), shots.begin() + 1, shots.end());  // middle, light, dark
     dropAndWait(shots);
-    // Of the middle, which the turns leave covered.
+    // The turns leave the middle covered.
     const auto brightness = [](const Image& image) {
         const auto samples = samplesOf(image.cropped(QRectF(225, 150, 450, 300), 450, 300));
-        return std::accumulate(samples.begin(), samples.end(), 0.0) - 450 * 300;  // but for alpha
+        return std::accumulate(samples.begin(), samples.end(), 0.0) - 450 * 300;  // without alpha
     };
     std::vector<double> before;
     for (const Image& image : images(3))
@@ -241,7 +243,7 @@ TEST_F(HandHeldTest, ShotsOfDifferentSizesAreToldAsAFailure) {
     saveImage(makeImage(300, 200, {}, sceneAt(1)), folder / "a.jpg");
     saveImage(makeImage(200, 150, {}, sceneAt(2)), folder / "b.jpg");
     dropAndWait({folder / "a.jpg", folder / "b.jpg"});
-    alerts.forget();  // the fusion tool does not like them either
+    alerts.forget();  // the fusion tool refuses them too
     align();
     EXPECT_GE(alerts.count(loadingFailed), 1);
     EXPECT_EQ(cell(1).urlToImageFile(), GetURLToTIFFedSource(1));

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Alerts as the running program shows them.
 
 #include <gmock/gmock.h>

@@ -1,4 +1,6 @@
-// The state that is one room's own, as it is before any window is made.
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+// The rooms' own state before any window exists.
 
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/MainInterface.h"
 
 #include <QAbstractButton>
@@ -62,7 +63,7 @@ TEST_F(MainInterfaceTest, NoTwoThingsAnswerToTheSameAltKey) {
 TEST_F(MainInterfaceTest, OnlyWhatCanBeDoneIsInTheMenus) {
     for (const QAction* top : windows->menuBar()->actions()) {
         for (const QAction* item : top->menu()->actions()) {
-            // Fusing and aligning wait for shots; everything else can be done at once.
+            // Fusing and aligning wait for shots; everything else works at once.
             const bool waits =
                 item->objectName() == "fuseAction" || item->objectName() == "alignAction";
             EXPECT_NE(item->isEnabled(), waits) << item->text().toStdString();
@@ -151,7 +152,7 @@ TEST_F(MainInterfaceTest, TheAlignItemHasItsKey) {
     EXPECT_EQ(windows->sourcesWindow()->alignAction()->shortcut(), QKeySequence("Ctrl+L"));
 }
 
-// Stands for all that the menu does: the dialog comes up, and Esc ends it.
+// All that the menu does: the dialog comes up, and Esc ends it.
 TEST_F(MainInterfaceTest, TheBatchItemAsksForTheSettings) {
     bool asked = false;
     whenShown<BatchSettingsDialog>([&asked](BatchSettingsDialog& dialog) {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The update check of a running program against a real web server.
 
 #include <sys/resource.h>
@@ -20,6 +22,7 @@
 #include "stack/SharedState.h"
 #include "support/FeedServer.h"
 #include "support/ProgramFixture.h"
+#include "support/ShownWindow.h"
 #include "support/UrlOpener.h"
 #include "update/FeedDownload.h"
 
@@ -32,7 +35,6 @@ using testing::IsEmpty;
 
 namespace {
 constexpr auto offer = "A new version of Lumaweave is available";
-constexpr auto errorLine = "doVersionCheck: parser error";
 }  // namespace
 
 class VersionCheckTest : public ProgramTest {
@@ -48,10 +50,10 @@ class VersionCheckTest : public ProgramTest {
     }
     // A check of a server that does not behave ends with the line in the log and nothing else.
     void expectFailedCheck() {
-        const int before = log.count(errorLine);
+        const int before = log.count(failedCheckLine);
         const auto requests = server.requests().size();
         check();
-        EXPECT_EQ(log.count(errorLine), before + 1);
+        EXPECT_EQ(log.count(failedCheckLine), before + 1);
         EXPECT_THAT(alerts.texts(), IsEmpty());
         EXPECT_GT(server.requests().size(), requests) << "the server was asked";
     }
@@ -63,14 +65,14 @@ class VersionCheckTest : public ProgramTest {
 TEST_F(VersionCheckTest, AsksForTheFeedOnceAtLaunch) {
     delegate->applicationDidFinishLaunching();
     EXPECT_THAT(server.requests(), ElementsAre("/pano/lumaweave/files/updatedata.xml"));
-    EXPECT_EQ(log.count(errorLine), 0);
+    EXPECT_EQ(log.count(failedCheckLine), 0);
 }
 
 TEST_F(VersionCheckTest, WithoutAHostNothingIsAsked) {
     qputenv("LUMAWEAVE_WEB_HOST", "");
     check();
     EXPECT_THAT(server.requests(), IsEmpty());
-    EXPECT_EQ(log.count(errorLine), 0);
+    EXPECT_EQ(log.count(failedCheckLine), 0);
 }
 
 TEST_F(VersionCheckTest, AHigherVersionIsOffered) {
@@ -119,7 +121,7 @@ TEST_F(VersionCheckTest, AnEqualOrALowerVersionIsNot) {
                                       QByteArray(" "), QByteArray("0.01.0")})
         checkFeed(updateFeed(version, "", ""));
     EXPECT_THAT(alerts.texts(), IsEmpty());
-    EXPECT_EQ(log.count(errorLine), 0);
+    EXPECT_EQ(log.count(failedCheckLine), 0);
     checkFeed(updateFeed(running + ".1", "", ""));
     EXPECT_THAT(alerts.texts(), ElementsAre(offer));
 }
@@ -241,20 +243,18 @@ TEST_F(VersionCheckTest, AMessageLargerThanTheScreenIsCut) {
 }
 
 TEST_F(VersionCheckTest, TheOfferDoesNotHoldUpTheMessage) {
-    std::size_t together = 0;
+    qsizetype together = 0;
     alerts.answer = [&](QMessageBox* box) {
-        // Neither is answered before both are on the screen.
+        // Answers neither before both are on the screen.
         if (alerts.texts().size() < 2) return;
-        for (QWidget* window : QApplication::topLevelWidgets()) {
-            if (qobject_cast<QMessageBox*>(window) != nullptr && window->isVisible()) ++together;
-        }
+        together += shownWindows<QMessageBox>().size();
         box->button(QMessageBox::Ok)->click();
         auto* below = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
         if (below != nullptr) below->button(QMessageBox::Ok)->click();
     };
     checkFeed(updateFeed("9", "1", "News"));
     EXPECT_THAT(alerts.texts(), testing::UnorderedElementsAre("News", offer));
-    EXPECT_EQ(together, 2U);
+    EXPECT_EQ(together, 2);
 }
 
 TEST_F(VersionCheckTest, TheOfferIsShownOnTheMainThreadAndItsThreadWaitsForThePerson) {
@@ -308,10 +308,10 @@ TEST_F(VersionCheckTest, WithoutAServerTheCheckIsOneLineInTheLog) {
         nobody = gone.host().toStdString();
     }
     for (const std::string& host : {nobody, std::string("not a host"), std::string("host:99999")}) {
-        const int before = log.count(errorLine);
+        const int before = log.count(failedCheckLine);
         qputenv("LUMAWEAVE_WEB_HOST", host.c_str());
         check();
-        EXPECT_EQ(log.count(errorLine), before + 1) << host;
+        EXPECT_EQ(log.count(failedCheckLine), before + 1) << host;
     }
     EXPECT_THAT(alerts.texts(), IsEmpty());
 }
@@ -360,7 +360,7 @@ TEST_F(VersionCheckTest, AServerThatNeverAnswersIsGivenUpAndTheWindowsLiveMeanwh
     EXPECT_NE(box->isChecked(), before);
 }
 
-// Each byte comes in time; all of them never do.
+// Each byte comes in time, but they never end.
 TEST_F(VersionCheckTest, AServerThatTricklesIsGivenUp) {
     for (const char* start : {"", "HTTP/1.1 200 OK\r\n\r\n<update>"}) {
         server.answer = [start](QTcpSocket& socket, const QByteArray&) {
@@ -531,7 +531,7 @@ TEST_F(VersionCheckTest, ShotsAreLoadedWhileTheServerIsWaitedFor) {
                  waiting->write(httpAnswer("200 OK", updateFeed("", "1", "News")));
              });
     check();
-    EXPECT_EQ(log.count(errorLine), 0);
+    EXPECT_EQ(log.count(failedCheckLine), 0);
     EXPECT_EQ(gNumSourceImages, 2);
     EXPECT_THAT(alerts.texts(), ElementsAre("News"));
 }

@@ -1,4 +1,6 @@
-// A cancel in each stage of a batch, and what is offered until its worker has ended.
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+// A cancel in each stage of a batch, and what the user can do until its worker ends.
 
 #include <QAction>
 #include <QApplication>
@@ -20,6 +22,7 @@
 #include "stack/SharedState.h"
 #include "support/FormatFixtures.h"
 #include "support/ReaderReplacement.h"
+#include "support/ShownWindow.h"
 
 namespace lumaweave {
 
@@ -29,41 +32,13 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-namespace {
-
-// Acts when the sheet appears: before its worker can have done anything that needs the main thread.
-class SheetFilter : public QObject {
-  public:
-    explicit SheetFilter(std::function<void(BatchProgressDialog*)> action)
-        : action_(std::move(action)) {
-        qApp->installEventFilter(this);
-    }
-    bool eventFilter(QObject* watched, QEvent* event) override {
-        auto* sheet = qobject_cast<BatchProgressDialog*>(watched);
-        if (sheet != nullptr && event->type() == QEvent::Show) action_(sheet);
-        return false;
-    }
-
-  private:
-    std::function<void(BatchProgressDialog*)> action_;
-};
-
-}  // namespace
-
 class BatchCancelTest : public BatchTest {
   protected:
-    static AutoAlignProgressDialog* alignSheet() {
-        for (QWidget* window : QApplication::topLevelWidgets()) {
-            auto* found = qobject_cast<AutoAlignProgressDialog*>(window);
-            if (found != nullptr && found->isVisible()) return found;
-        }
-        return nullptr;
-    }
-    // A click that takes the whole way of a real one: through the window, which may be blocked.
-    static void clickCancel(QWidget* window) {
-        const QWidget* cancel = button(window, "cancelButton");
-        QTest::mouseClick(window->windowHandle(), Qt::LeftButton, {},
-                          cancel->mapTo(window, cancel->rect().center()));
+    using AtShowingSheet = AtShowing<BatchProgressDialog>;
+
+    static AutoAlignProgressDialog* alignSheet() { return shown<AutoAlignProgressDialog>(); }
+    static void clickCancel(const QWidget* window) {
+        clickThroughWindow(*button(window, "cancelButton"));
     }
     static bool isFinishing() {
         return BatchActivity::instance().phase() == BatchActivity::Phase::finishing;
@@ -77,11 +52,11 @@ class BatchCancelTest : public BatchTest {
         EXPECT_FALSE(enter.isAccepted());
     }
     // Cancels as soon as the bar has this value: the worker then waits for the main thread.
-    std::unique_ptr<SheetFilter> cancelAtStep(int step) {
-        return std::make_unique<SheetFilter>([step](BatchProgressDialog* shown) {
-            QObject::connect(shown->progressBar(), &QProgressBar::valueChanged, shown,
-                             [shown, step](int value) {
-                                 if (value == step) button(shown, "cancelButton")->click();
+    static AtShowingSheet cancelAtStep(int step) {
+        return AtShowingSheet([step](BatchProgressDialog& dialog) {
+            QObject::connect(dialog.progressBar(), &QProgressBar::valueChanged, &dialog,
+                             [&dialog, step](int value) {
+                                 if (value == step) button(&dialog, "cancelButton")->click();
                              });
         });
     }
@@ -90,8 +65,8 @@ class BatchCancelTest : public BatchTest {
 TEST_F(BatchCancelTest, ACancelBeforeTheFirstFileLoadsNothing) {
     makeFiles({"a.jpg", "b.jpg"});
     copyWithTool();
-    const SheetFilter filter(
-        [](BatchProgressDialog* shown) { button(shown, "cancelButton")->click(); });
+    const AtShowingSheet filter(
+        [](BatchProgressDialog& dialog) { button(&dialog, "cancelButton")->click(); });
     batch(2);
     EXPECT_THAT(alerts.texts(), ElementsAre(canceled));
     EXPECT_EQ(log.count("Assign file to cell..."), 0);
@@ -103,11 +78,11 @@ TEST_F(BatchCancelTest, EscAndTheCloseButtonCancelToo) {
     makeFiles({"a.jpg", "b.jpg"});
     copyWithTool();
     for (const bool close : {false, true}) {
-        const SheetFilter filter([close](BatchProgressDialog* shown) {
+        const AtShowingSheet filter([close](BatchProgressDialog& dialog) {
             if (close) {
-                shown->close();
+                dialog.close();
             } else {
-                QTest::keyClick(shown, Qt::Key_Escape);
+                QTest::keyClick(&dialog, Qt::Key_Escape);
             }
         });
         batch(2);
@@ -140,7 +115,7 @@ TEST_F(BatchCancelTest, ACancelBetweenTwoSetsLoadsNoMore) {
     expectAtRest();
 }
 
-// The second file is one that the reader reads, which waits.
+// The second file goes to the reader, which waits.
 TEST_F(BatchCancelTest, ACancelBetweenTwoFilesOfASetLoadsNoMore) {
     makeFiles({"a.jpg", "c.jpg", "d.jpg"});
     writeHeif(makeImage(60, 40, {}, sceneAt(1)), photos() / "b.heic", {});
@@ -163,7 +138,7 @@ TEST_F(BatchCancelTest, ACancelBetweenTwoFilesOfASetLoadsNoMore) {
     batch(3);
     EXPECT_TRUE(seen);
     EXPECT_THAT(alerts.texts(), ElementsAre(canceled));
-    // The third in the place of the second, which the reader refused; not the fourth.
+    // The third replaces the second, which the reader refused; no fourth follows.
     EXPECT_EQ(log.count("Assign file to cell..."), 3);
     EXPECT_THAT(results(), IsEmpty());
     expectAtRest();
@@ -251,7 +226,7 @@ TEST_F(BatchCancelTest, NothingElseGetsAtTheShotsUntilTheWorkerHasEnded) {
     EXPECT_EQ(gNumSourceImages, 3) << "welcome again";
 }
 
-// Its paths are taken from the event loop, after the drop itself.
+// The event loop takes its paths after the drop itself.
 TEST_F(BatchCancelTest, ADropThatWasMadeJustBeforeABatchBeganIsRefused) {
     makeFiles({"a.jpg", "b.jpg"});
     copyWithTool();
@@ -314,7 +289,7 @@ TEST_F(BatchCancelTest, ASetIsNotFusedBeforeACancelledAlignmentHasEnded) {
     expectAtRest();
 }
 
-// The set is fused from what the cells hold, and its metadata is read from there afterwards.
+// The batch fuses what the cells hold, and reads the metadata from there afterwards.
 TEST_F(BatchCancelTest, TheShotsStayUntilTheirSetIsFinished) {
     makeFiles({"a.jpg", "b.jpg"});
     copyWithTool();

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Sets that fail, disks that are full, and what is left afterwards.
 
 #include <QCheckBox>
@@ -9,6 +11,7 @@
 #include "platform/WorkingFolder.h"
 #include "settings/EnfuseSettingsWindow.h"
 #include "stack/SharedState.h"
+#include "support/AlertTexts.h"
 #include "support/FileSizeLimit.h"
 
 namespace lumaweave {
@@ -37,11 +40,7 @@ TEST_F(BatchFailureTest, AFailedSetIsToldWhereItsMetadataCannotBeCarriedOver) {
     replaceFusionTool(std::string(takeArguments) + "case $out in *b.tif) exit 1 ;; esac\n" +
                       copyLastInput);
     batch(2);
-    EXPECT_THAT(alerts.texts(),
-                ElementsAre("CopyImageFileAndAddEXIF: CGImageSourceCreateWithURL() failed!  This "
-                            "means the Enfuse was unsuccessful, so check the Console log and look "
-                            "for any error messages from Enfuse.",
-                            complete));
+    EXPECT_THAT(alerts.texts(), ElementsAre(unreadableResult, complete));
     EXPECT_THAT(results(), ElementsAre("Enfused - d.tif"));
     EXPECT_TRUE(hasLog("The set up to b.jpg could not be fused"));
 }
@@ -51,8 +50,7 @@ TEST_F(BatchFailureTest, WithoutTheFusionToolEverySetIsToldAndTheBatchGoesOn) {
     copyWithTool();
     fs::remove(resourceFolder() / "Enfuse/enfuse-openmp");
     batch(2);
-    constexpr auto missing = "CreateEnfuseCommandString: cannot locate the Enfuse application!";
-    EXPECT_THAT(alerts.texts(), ElementsAre(missing, missing, complete));
+    EXPECT_THAT(alerts.texts(), ElementsAre(toolNotFound, toolNotFound, complete));
     EXPECT_THAT(results(), IsEmpty());
     EXPECT_TRUE(hasLog("The set up to b.jpg could not be fused"));
     EXPECT_TRUE(hasLog("The set up to d.jpg could not be fused"));
@@ -68,9 +66,7 @@ TEST_F(BatchFailureTest, TheFusionToolGoesMissingDuringABatch) {
                  letGo();
              });
     batch(2);
-    EXPECT_THAT(
-        alerts.texts(),
-        ElementsAre("CreateEnfuseCommandString: cannot locate the Enfuse application!", complete));
+    EXPECT_THAT(alerts.texts(), ElementsAre(toolNotFound, complete));
     EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
 }
 
@@ -81,9 +77,8 @@ TEST_F(BatchFailureTest, AFailedAlignmentIsToldAndTheBatchGoesOn) {
                                          (folder / "once").native() + "'; exit 1; }\n" +
                                          copyEveryInput);
     batch(2, true);
-    EXPECT_THAT(alerts.texts(),
-                ElementsAre("-doAutoAlignOnThread : error loading image file!", complete));
-    // Nothing older than the failed alignment is fused in its place.
+    EXPECT_THAT(alerts.texts(), ElementsAre(loadingFailed, complete));
+    // The batch fuses nothing older in its place.
     EXPECT_THAT(results(), ElementsAre("Enfused - d.tif"));
     EXPECT_TRUE(hasLog("The set up to b.jpg could not be fused"));
 }
@@ -162,7 +157,7 @@ TEST_F(BatchFailureTest, AResultFolderThatCannotBeMadeFailsEverySet) {
     makeFiles({"a.jpg", "b.jpg"});
     folder.write("photos/Enfused Files", "a file of that name");
     copyWithTool();
-    batch(3);  // it is one of the files: three
+    batch(3);  // it is the third file
     EXPECT_EQ(alerts.texts().back(), complete);
     EXPECT_EQ(readFile(photos() / "Enfused Files"), "a file of that name");
     batch(2);
@@ -182,7 +177,7 @@ TEST_F(BatchFailureTest, ADiskThatFillsUpCostsNoEarlierResult) {
     EXPECT_EQ(readFile(result("Enfused - b.tif")), good);
 }
 
-// Without the file that did not fit, the set would be made up of two brackets.
+// Without the file that did not fit, the set would mix two brackets.
 TEST_F(BatchFailureTest, AWorkingFolderThatFillsUpEndsTheBatchBeforeSetsAreMixed) {
     makeFiles({"a.jpg", "b.jpg", "d.jpg", "e.jpg", "f.jpg"}, 60, 40);
     makeFiles({"c.jpg"}, 600, 400);
@@ -200,7 +195,7 @@ TEST_F(BatchFailureTest, AWorkingFolderThatFillsUpEndsTheBatchBeforeSetsAreMixed
               1);
     EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
     expectAtRest();
-    // With room again, so does the next batch.
+    // The next batch has room again.
     alerts.forget();
     batch(2);
     EXPECT_THAT(alerts.texts(), ElementsAre(complete));

@@ -1,10 +1,10 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "batch/BatchFixture.h"
 
 #include <QCheckBox>
 #include <QPushButton>
 #include <QSpinBox>
 #include <QTest>
-#include <algorithm>
 
 #include "settings/EnfuseSettingsWindow.h"
 #include "sources/SourcesWindow.h"
@@ -49,19 +49,13 @@ void BatchTest::makeFiles(const std::vector<std::string>& names, int width, int 
 }
 
 void BatchTest::batch(int shots, bool align) {
-    whenTrue([] { return settingsDialog() != nullptr; },
-             [shots, align] {
-                 BatchSettingsDialog* dialog = settingsDialog();
-                 dialog->bracketCount()->setValue(shots);
-                 dialog->autoAlignCheckBox()->setChecked(align);
-                 QTest::mouseClick(button(dialog, "chooseFolderButton"), Qt::LeftButton);
-             });
+    whenShown<BatchSettingsDialog>([shots, align](BatchSettingsDialog& dialog) {
+        dialog.bracketCount()->setValue(shots);
+        dialog.autoAlignCheckBox()->setChecked(align);
+        QTest::mouseClick(button(&dialog, "chooseFolderButton"), Qt::LeftButton);
+    });
     fuseFolder();
     EXPECT_TRUE(waitForBackgroundTasks());
-}
-
-void BatchTest::copyWithTool() {
-    replaceFusionTool(std::string(takeArguments) + copyLastInput);
 }
 
 void BatchTest::makeToolWait(const std::string& name, const std::string& script) {
@@ -78,24 +72,13 @@ bool BatchTest::toolWaits() const {
     return waiting_.waits();
 }
 
-QPushButton* BatchTest::button(QWidget* window, const char* name) {
-    return window->findChild<QPushButton*>(name);
-}
-
 std::vector<std::string> BatchTest::results() const {
-    std::vector<std::string> names;
-    std::error_code error;
-    for (const auto& entry : fs::directory_iterator(photos() / "Enfused Files", error))
-        names.push_back(entry.path().filename().native());
-    std::sort(names.begin(), names.end());
-    return names;
+    const fs::path made = photos() / "Enfused Files";
+    return fs::is_directory(made) ? namesIn(made) : std::vector<std::string>();
 }
 
 bool BatchTest::hasLog(const std::string& part) const {
-    const auto lines = log.lines();
-    return std::any_of(lines.begin(), lines.end(), [&part](const std::string& line) {
-        return line.find(part) != std::string::npos;
-    });
+    return !log.linesWith(part).empty();
 }
 
 void BatchTest::expectAtRest() const {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QPushButton>
@@ -12,7 +13,7 @@
 
 namespace lumaweave::test {
 
-// The windows, and a user who fuses a folder. Metadata is not carried over unless a test says so.
+// The windows, and a user who fuses a folder, without metadata unless a test says so.
 class BatchTest : public WindowsTest {
   protected:
     BatchTest();
@@ -26,13 +27,10 @@ class BatchTest : public WindowsTest {
     void makeFiles(const std::vector<std::string>& names, int width = 60, int height = 40) const;
     // Chooses so many shots, and the folder. Returns when all has ended.
     void batch(int shots, bool align = false);
-    // The tool leaves its last input, after it has written its line into tool().
-    void copyWithTool();
-    // Waits in the tool until letGo.
+    // The tool waits until letGo.
     void makeToolWait(const std::string& name, const std::string& script);
     void letGo() const;
     [[nodiscard]] bool toolWaits() const;
-    [[nodiscard]] static QPushButton* button(QWidget* window, const char* name);
 
     [[nodiscard]] std::filesystem::path result(const std::string& name) const {
         return photos() / "Enfused Files" / name;

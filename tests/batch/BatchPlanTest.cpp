@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "batch/BatchPlan.h"
 
 #include <gmock/gmock.h>
@@ -11,7 +12,7 @@ using testing::HasSubstr;
 
 namespace {
 
-// While it lives, the user's language is this one: without one, numbers are never told from digits.
+// While it lives, this is the user's language. Without one, no order looks at whole numbers.
 class Language {
   public:
     explicit Language(QLocale::Language language) { QLocale::setDefault(QLocale(language)); }

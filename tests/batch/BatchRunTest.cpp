@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // What a batch makes of a folder, from the menu item to the closing message.
 
 #include <sys/stat.h>
@@ -11,6 +13,7 @@
 #include "batch/BatchState.h"
 #include "imaging/decoding/ImageDecoder.h"
 #include "stack/SharedState.h"
+#include "support/ShownWindow.h"
 
 namespace lumaweave {
 
@@ -22,7 +25,7 @@ using testing::IsEmpty;
 
 class BatchRunTest : public BatchTest {
   protected:
-    // The tool leaves its last input, and a copy of every input in the folder "inputs N" of run N.
+    // The tool leaves its last input, and a copy of every input in a new folder "inputs...".
     void keepInputs() {
         replaceFusionTool(std::string(takeArguments) + "folder=$(mktemp -d '" +
                           (folder / "inputs").native() + "XXXXXX')\n" +
@@ -137,7 +140,7 @@ TEST_F(BatchRunTest, HiddenFilesAndFoldersAreLeftOut) {
     fs::create_directory(photos() / "folder.jpg");
     copyWithTool();
     batch(2);
-    batch(2);  // its results of the first time are in a folder
+    batch(2);  // the first batch's results are in a folder
     EXPECT_EQ(gNumFilesInBatchFolder, 2);
     EXPECT_THAT(alerts.texts(), ElementsAre(complete, complete));
     EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
@@ -148,10 +151,7 @@ TEST_F(BatchRunTest, TheListIsLoggedAsItIsAndSortedAndFileByFile) {
     fs::create_directory(photos() / "d");
     copyWithTool();
     batch(2);
-    std::vector<std::string> lines;
-    for (const std::string& line : log.lines()) {
-        if (line.find("ontents of Folder") != std::string::npos) lines.push_back(line);
-    }
+    const std::vector<std::string> lines = log.linesWith("ontents of Folder");
     ASSERT_EQ(lines.size(), 2U);
     EXPECT_TRUE(lines[0].starts_with("Contents of Folder = ("));
     for (const char* name : {"b 100%d.jpg", "A.jpg", ".c.jpg", "d"})
@@ -204,11 +204,9 @@ TEST_F(BatchRunTest, TheBarHasTwoStepsASetAndThreeWithAlignment) {
         int value = 0;
         QString text;
         alerts.answer = [&](QMessageBox* box) {
-            for (QWidget* window : QApplication::topLevelWidgets()) {
-                if (auto* found = qobject_cast<BatchProgressDialog*>(window)) {
-                    maximum = found->progressBar()->maximum();
-                    value = found->progressBar()->value();
-                }
+            for (const BatchProgressDialog* found : allWindows<BatchProgressDialog>()) {
+                maximum = found->progressBar()->maximum();
+                value = found->progressBar()->value();
             }
             box->button(QMessageBox::Ok)->click();
         };
@@ -228,7 +226,6 @@ TEST_F(BatchRunTest, APersonSeesTheSetTheFileAndTheTimeLeft) {
         for (const QLabel* field :
              {sheet()->setField(), sheet()->fileField(), sheet()->timeField()})
             seen.push_back(field->text());
-        fs::remove(folder / "started");
         letGo();
     };
     const auto waitsInSet = [this](const char* set) {

@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // What comes before a batch: its settings, the choice of the folder, and what keeps it from
 // starting.
 
 #include <unistd.h>
 
 #include <QAction>
-#include <QApplication>
 #include <QCheckBox>
 #include <QDialogButtonBox>
 #include <QFileDialog>
@@ -16,6 +17,7 @@
 #include "batch/BatchFixture.h"
 #include "batch/BatchState.h"
 #include "stack/SharedState.h"
+#include "support/ShownWindow.h"
 
 namespace lumaweave {
 
@@ -27,13 +29,7 @@ using testing::IsEmpty;
 
 class BatchSettingsTest : public BatchTest {
   protected:
-    static QFileDialog* panel() {
-        for (QWidget* window : QApplication::topLevelWidgets()) {
-            auto* found = qobject_cast<QFileDialog*>(window);
-            if (found != nullptr && found->isVisible()) return found;
-        }
-        return nullptr;
-    }
+    static QFileDialog* panel() { return shown<QFileDialog>(); }
     static void press(QDialogButtonBox::StandardButton which) {
         auto* box = panel()->findChild<QDialogButtonBox*>();
         QTest::mouseClick(box->button(which), Qt::LeftButton);
@@ -41,7 +37,7 @@ class BatchSettingsTest : public BatchTest {
     // Enters the path in the real panel, and opens it.
     static void choose(const fs::path& path) {
         auto* edit = panel()->findChild<QLineEdit*>("fileNameEdit");
-        // At once: its completion would add to what is typed.
+        // At once: the completion would add to typed text.
         edit->setText(QString::fromStdString(path.native()));
         press(QDialogButtonBox::Open);
     }
@@ -55,11 +51,10 @@ class BatchSettingsTest : public BatchTest {
 
 TEST_F(BatchSettingsTest, CancellingTheSettingsStoresNothing) {
     const int before = gNumImagesInBatchSet;
-    whenTrue([] { return settingsDialog() != nullptr; },
-             [] {
-                 settingsDialog()->bracketCount()->setValue(9);
-                 QTest::mouseClick(button(settingsDialog(), "cancelButton"), Qt::LeftButton);
-             });
+    whenShown<BatchSettingsDialog>([](BatchSettingsDialog& dialog) {
+        dialog.bracketCount()->setValue(9);
+        QTest::mouseClick(button(&dialog, "cancelButton"), Qt::LeftButton);
+    });
     fuseFolder();
     EXPECT_EQ(gNumImagesInBatchSet, before);
     EXPECT_EQ(timesAsked, 0);
@@ -85,11 +80,10 @@ TEST_F(BatchSettingsTest, ANumberBelowOneCannotBeTypedEither) {
 
 TEST_F(BatchSettingsTest, EscStoresNothingAndAsksForNoFolder) {
     const bool before = gAutoAlignDuringBatch;
-    whenTrue([] { return settingsDialog() != nullptr; },
-             [] {
-                 settingsDialog()->autoAlignCheckBox()->toggle();
-                 QTest::keyClick(settingsDialog(), Qt::Key_Escape);
-             });
+    whenShown<BatchSettingsDialog>([](BatchSettingsDialog& dialog) {
+        dialog.autoAlignCheckBox()->toggle();
+        QTest::keyClick(&dialog, Qt::Key_Escape);
+    });
     fuseFolder();
     EXPECT_EQ(gAutoAlignDuringBatch, before);
     EXPECT_EQ(timesAsked, 0);
@@ -109,29 +103,27 @@ TEST_F(BatchSettingsTest, TheFolderIsChosenInAPanelOfItsTitle) {
     copyWithTool();
     setBatchFolderChooser({});
     QString title;
-    whenTrue([] { return panel() != nullptr; },
-             [&] {
-                 title = panel()->windowTitle();
-                 choose(photos());
-             });
+    whenShown<QFileDialog>([&](const QFileDialog& dialog) {
+        title = dialog.windowTitle();
+        choose(photos());
+    });
     batch(2);
     EXPECT_EQ(title, "Select Folder to Batch...");
     EXPECT_EQ(gBatchFolderPath, photos());
     EXPECT_THAT(alerts.texts(), ElementsAre(complete));
     EXPECT_THAT(results(), ElementsAre("Enfused - b.tif"));
-    // The next one begins where this one was.
-    whenTrue([] { return panel() != nullptr; },
-             [this] {
-                 EXPECT_EQ(panel()->directory().path().toStdString(), photos().native());
-                 press(QDialogButtonBox::Cancel);
-             });
+    // The next panel opens where this was.
+    whenShown<QFileDialog>([this](const QFileDialog& dialog) {
+        EXPECT_EQ(dialog.directory().path().toStdString(), photos().native());
+        press(QDialogButtonBox::Cancel);
+    });
     batch(2);
 }
 
 TEST_F(BatchSettingsTest, CancellingThePanelStartsNothing) {
     makeFiles({"a.jpg", "b.jpg"});
     setBatchFolderChooser({});
-    whenTrue([] { return panel() != nullptr; }, [] { press(QDialogButtonBox::Cancel); });
+    whenShown<QFileDialog>([](const QFileDialog&) { press(QDialogButtonBox::Cancel); });
     batch(2);
     expectNothingWasStarted();
     EXPECT_EQ(gNumImagesInBatchSet, 2);
@@ -140,12 +132,11 @@ TEST_F(BatchSettingsTest, CancellingThePanelStartsNothing) {
 TEST_F(BatchSettingsTest, ThePanelTakesNoPlainFile) {
     makeFiles({"a.jpg", "b.jpg"});
     setBatchFolderChooser({});
-    whenTrue([] { return panel() != nullptr; },
-             [this] {
-                 choose(photos() / "a.jpg");
-                 ASSERT_NE(panel(), nullptr);
-                 press(QDialogButtonBox::Cancel);
-             });
+    whenShown<QFileDialog>([this](const QFileDialog&) {
+        choose(photos() / "a.jpg");
+        ASSERT_NE(panel(), nullptr);
+        press(QDialogButtonBox::Cancel);
+    });
     batch(2);
     EXPECT_FALSE(fs::exists(photos() / "Enfused Files"));
     EXPECT_FALSE(gDoingBatch);

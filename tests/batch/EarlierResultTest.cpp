@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "batch/EarlierResult.h"
 
 #include <gmock/gmock.h>
@@ -14,9 +15,7 @@ using namespace test;
 class EarlierResultTest : public testing::Test {
   protected:
     EarlierResultTest() : result(folder / "r.tif") {}
-    [[nodiscard]] bool nothingElseIsLeft() const {
-        return std::distance(fs::directory_iterator(folder.path()), fs::directory_iterator()) <= 1;
-    }
+    [[nodiscard]] bool nothingElseIsLeft() const { return namesIn(folder.path()).size() <= 1; }
 
     TestFolder folder;
     fs::path result;

@@ -1,14 +1,14 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "fusion/AlikeInputs.h"
 
 #include <gmock/gmock.h>
 
 #include <cmath>
 #include <filesystem>
-#include <set>
+#include <string>
 #include <vector>
 
 #include "imaging/decoding/ImageDecoder.h"
-#include "imaging/formats/VipsLibrary.h"
 #include "imaging/tiff/Conversion.h"
 #include "imaging/tiff/TiffFile.h"
 #include "imaging/tiff/TiffWriter.h"
@@ -17,13 +17,19 @@
 #include "support/FormatFixtures.h"
 #include "support/LogRecorder.h"
 #include "support/Pictures.h"
+#include "support/PixelFormats.h"
 #include "support/TestFolder.h"
 
 namespace lumaweave {
 
 namespace fs = std::filesystem;
 using test::differenceBetween;
+using test::grey8;
+using test::greyAlpha16;
 using test::makeImage;
+using test::rgb16;
+using test::rgb8;
+using test::rgbFloat;
 using testing::ElementsAre;
 
 namespace {
@@ -41,7 +47,7 @@ class AlikeInputsTest : public testing::Test {
         EXPECT_TRUE(writeTiff(image, file, Write::plain));
         return {file, image};
     }
-    // The same with colours that say something else in each profile.
+    // The same, in the colours of this profile.
     static RunInput working(const char* name, const PixelFormat& format,
                             const QByteArray& profile) {
         RunInput input = {workingFolder() / name,
@@ -49,22 +55,14 @@ class AlikeInputsTest : public testing::Test {
         EXPECT_TRUE(writeTiff(input.image, input.file, Write::plain));
         return input;
     }
-    // What the tool is given for an input.
+    // What the tool gets for an input.
     static Image given(const AlikeInputs& alike, std::size_t input) {
         return mapTiff(alike.files()[input]).value_or(Image());
     }
-    static std::set<fs::path> workingFiles() {
-        return {fs::directory_iterator(workingFolder()), fs::directory_iterator()};
-    }
+    static std::vector<std::string> workingFiles() { return test::namesIn(workingFolder()); }
 
     test::TestFolder folder;
 };
-
-constexpr PixelFormat grey8 = {1, false, SampleType::uint8};
-constexpr PixelFormat greyAlpha16 = {1, true, SampleType::uint16};
-constexpr PixelFormat rgb8 = {3, false, SampleType::uint8};
-constexpr PixelFormat rgb16 = {3, false, SampleType::uint16};
-constexpr PixelFormat rgbFloat = {3, false, SampleType::float32};
 
 }  // namespace
 
@@ -200,7 +198,7 @@ TEST_F(AlikeInputsTest, AProfileThatCannotBeUsedIsTakenForSrgb) {
     const RunInput good = working("a.tif", rgb16, adobe);
     const RunInput bad = working("b.tif", rgb16, test::profileOf(test::displayP3Space).left(200));
     const RunInput plain = working("c.tif", rgb16);
-    // It decides on nothing, wherever it stands.
+    // It decides nothing, wherever it stands.
     for (const auto& inputs : {std::vector{good, bad, plain}, std::vector{bad, good, plain}}) {
         const test::LogRecorder log;
         const AlikeInputs alike(inputs);
@@ -228,9 +226,7 @@ TEST_F(AlikeInputsTest, CompressedWorkingFilesAreKnownByTheirShots) {
     const RunInput plain = working("a.tif", rgb8);
     const Image deep = makeImage(40, 30, rgbFloat, scene);
     const fs::path compressed = workingFolder() / "b.tif";
-    test::vipsImage(deep).tiffsave(
-        compressed.c_str(),
-        vips::VImage::option()->set("compression", VIPS_FOREIGN_TIFF_COMPRESSION_LZW));
+    test::saveCompressedTiff(deep, compressed);
     ASSERT_FALSE(mapTiff(compressed));
     const AlikeInputs alike({plain, {compressed, deep}});
     EXPECT_EQ(alike.type(), SampleType::float32);
@@ -276,7 +272,7 @@ TEST_F(AlikeInputsTest, AResultIsTurnedIntoTheTypeInPlace) {
         return std::min(1.0, std::max(0.0, scene(x, y, s) * 2 - 0.5));
     });
     EXPECT_LE(differenceBetween(turned, clipped).largest, 0.51 / 65535);
-    // What cannot be turned is not left lying as if it were a result.
+    // A file that cannot be turned does not stay as a result.
     const fs::path half = folder.write("half.tif", test::readFile(result).substr(0, 3000));
     turnInto(SampleType::uint8, half);
     EXPECT_FALSE(fs::exists(half));
@@ -285,7 +281,7 @@ TEST_F(AlikeInputsTest, AResultIsTurnedIntoTheTypeInPlace) {
     ASSERT_TRUE(writeTiff(fused, longName, Write::plain));
     turnInto(SampleType::uint8, longName);
     EXPECT_EQ(decodeImage(longName).format().type, SampleType::uint8);
-    // Nothing is there to be turned.
+    // There is nothing to turn.
     turnInto(SampleType::uint8, folder / "missing.tif");
     EXPECT_FALSE(fs::exists(folder / "missing.tif"));
 }

@@ -1,12 +1,15 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "fusion/EnfuseCommand.h"
 
 #include <gmock/gmock.h>
 
 #include <filesystem>
-#include <locale>
 
 #include "platform/Resources.h"
 #include "settings/FusionSettings.h"
+#include "support/AlertTexts.h"
+#include "support/CommaLocale.h"
+#include "support/EnvironmentVariable.h"
 #include "support/WindowsFixture.h"
 
 namespace lumaweave {
@@ -165,20 +168,13 @@ TEST(EnfuseCommand, ABlankInTheOutputPathStaysInsideTheQuotes) {
                 testing::HasSubstr(R"( -o "/tmp/my result.tif" --verbose=6 )"));
 }
 
-// A locale whose decimal sign is a comma, as half of Europe has it.
-class CommaLocale : public std::numpunct<char> {
-  protected:
-    char do_decimal_point() const override { return ','; }
-};
-
 TEST(EnfuseCommand, ACommaLocaleChangesNothing) {
     FusionSettings settings;
     settings.exposureWeight = 6;
     const std::string expected = line(settings);
-    const std::locale before = std::locale::global(std::locale(std::locale(), new CommaLocale));
+    const test::CommaLocale locale;
     EXPECT_EQ(line(settings), expected);
     EXPECT_THAT(expected, testing::HasSubstr("0.500000"));
-    std::locale::global(before);
 }
 
 using EnfuseCommandProgramTest = test::WindowsTest;
@@ -195,17 +191,13 @@ TEST_F(EnfuseCommandProgramTest, ReadsThePanelAndTheResources) {
 TEST_F(EnfuseCommandProgramTest, AMissingToolIsToldAndGivesNoCommand) {
     setResourceFolder(folder.path());
     EXPECT_FALSE(CreateEnfuseCommandString("/tmp/out.tif").has_value());
-    EXPECT_THAT(
-        alerts.texts(),
-        testing::ElementsAre("CreateEnfuseCommandString: cannot locate the Enfuse application!"));
+    EXPECT_THAT(alerts.texts(), testing::ElementsAre(test::toolNotFound));
 }
 
 TEST_F(EnfuseCommandProgramTest, AToolThatIsNotInstalledIsToldAsMissing) {
-    const QByteArray path = qgetenv("PATH");
-    qputenv("PATH", QByteArray::fromStdString(folder.path().native()));
+    const test::EnvironmentVariable path("PATH", folder.path().native());
     EXPECT_FALSE(CreateEnfuseCommandString("/tmp/out.tif").has_value());
-    qputenv("PATH", path);
-    EXPECT_EQ(alerts.count("CreateEnfuseCommandString: cannot locate the Enfuse application!"), 1);
+    EXPECT_EQ(alerts.count(test::toolNotFound), 1);
 }
 
 TEST_F(EnfuseCommandProgramTest, AnOutputPathThatCannotBeQuotedIsRefusedBeforeItIsQuoted) {

@@ -1,8 +1,8 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "fusion/Enfuse.h"
 
 #include <QCheckBox>
 #include <QTest>
-#include <fstream>
 
 #include "imaging/decoding/ImageDecoder.h"
 #include "platform/Resources.h"
@@ -15,7 +15,10 @@
 #include "stack/SharedState.h"
 #include "stack/Turns.h"
 #include "stack/WorkingFiles.h"
+#include "support/AlertTexts.h"
 #include "support/FakeTools.h"
+#include "support/Printed.h"
+#include "support/WaitingTool.h"
 #include "support/WindowsFixture.h"
 #include "widgets/ImageView.h"
 
@@ -42,11 +45,26 @@ class EnfuseTest : public WindowsTest {
     void loadShots(int count) { dropAndWait(makeBracket(folder.path(), 90, 60, count)); }
 
     // The command lines that a run echoes.
-    std::vector<std::string> commandsOf(const std::function<void()>& run) {
-        testing::internal::CaptureStdout();
-        performInBackground(run);
-        EXPECT_TRUE(waitForBackgroundTasks());
-        return linesStartingWith(testing::internal::GetCapturedStdout(), "\"");
+    static std::vector<std::string> commandsOf(const std::function<void()>& run) {
+        return echoedCommands(printedWhile([&run] {
+            performInBackground(run);
+            EXPECT_TRUE(waitForBackgroundTasks());
+        }));
+    }
+
+    // Starts eight runs at once, with a tool that writes "begin" and "end": two that overlap mix.
+    void expectNoOverlap(const std::function<void()>& run) {
+        const std::string runs = (folder / "runs").native();
+        replaceFusionTool("echo begin >> '" + runs +
+                          "'; head -c 300000 /dev/urandom | cksum > /dev/null; echo end >> '" +
+                          runs + "'");
+        for (int i = 0; i < 8; ++i)
+            performInBackground(run);
+        ASSERT_TRUE(waitForBackgroundTasks());
+        std::string expected;
+        for (int i = 0; i < 8; ++i)
+            expected += "begin\nend\n";
+        EXPECT_EQ(readFile(runs), expected);
     }
 
     const std::string tooLong =
@@ -138,13 +156,12 @@ TEST_F(EnfuseTest, AMissingToolIsToldAndNothingRuns) {
     loadShots(2);
     setResourceFolder(folder.path());
     EXPECT_THAT(commandsOf(EnfusePreview), IsEmpty());
-    EXPECT_THAT(alerts.texts(),
-                ElementsAre("CreateEnfuseCommandString: cannot locate the Enfuse application!"));
+    EXPECT_THAT(alerts.texts(), ElementsAre(toolNotFound));
 }
 
 TEST_F(EnfuseTest, ACommandLineOf1999BytesRunsAndOneByteMoreDoesNot) {
     loadShots(2);
-    replaceFusionTool(std::string(takeArguments) + copyLastInput);
+    copyWithTool();
     // One command to measure with, then an output name that fills the line up.
     gEnfuseSavePath = folder / "o";
     const std::size_t length = commandsOf(EnfuseFullRez).front().size();
@@ -208,40 +225,21 @@ TEST_F(EnfuseTest, TheToolsExitStatusSaysNothing) {
     EXPECT_THAT(alerts.texts(), IsEmpty());
 }
 
-// One run after the other writes "begin" and "end": two that overlap would mix.
 TEST_F(EnfuseTest, PreviewRunsNeverOverlap) {
     loadShots(2);
-    replaceFusionTool(std::string(takeArguments) + "echo begin >> '" + (folder / "runs").native() +
-                      "'; head -c 300000 /dev/urandom | cksum > /dev/null; echo end >> '" +
-                      (folder / "runs").native() + "'");
-    for (int i = 0; i < 8; ++i)
-        performInBackground(EnfusePreview);
-    ASSERT_TRUE(waitForBackgroundTasks());
-    std::string expected;
-    for (int i = 0; i < 8; ++i)
-        expected += "begin\nend\n";
-    EXPECT_EQ(readFile(folder / "runs"), expected);
+    expectNoOverlap(EnfusePreview);
     EXPECT_FALSE(gEnfusingPreview);
 }
 
 TEST_F(EnfuseTest, FullSizeRunsNeverOverlap) {
     loadShots(2);
     gEnfuseSavePath = folder / "out.tif";
-    replaceFusionTool("echo begin >> '" + (folder / "runs").native() +
-                      "'; head -c 300000 /dev/urandom | cksum > /dev/null; echo end >> '" +
-                      (folder / "runs").native() + "'");
     windows->settingsPanel()->preserveEXIFCheckBox()->setChecked(false);
-    for (int i = 0; i < 8; ++i)
-        performInBackground(EnfuseFullRez);
-    ASSERT_TRUE(waitForBackgroundTasks());
-    std::string expected;
-    for (int i = 0; i < 8; ++i)
-        expected += "begin\nend\n";
-    EXPECT_EQ(readFile(folder / "runs"), expected);
+    expectNoOverlap(EnfuseFullRez);
     EXPECT_FALSE(gEnfusingFull);
 }
 
-// Each of the two runs only ends when it has met the other: they would wait for ever in turn.
+// Each run ends only when it has met the other; in turn, they would wait for ever.
 TEST_F(EnfuseTest, APreviewAndAFullSizeRunMayOverlap) {
     loadShots(2);
     gEnfuseSavePath = folder / "out.tif";
@@ -258,12 +256,11 @@ TEST_F(EnfuseTest, APreviewAndAFullSizeRunMayOverlap) {
 
 TEST_F(EnfuseTest, TheRunningFlagIsSetWhileTheToolRuns) {
     loadShots(2);
-    const std::string pipe = (folder / "go on").native();
-    ASSERT_EQ(std::system(("mkfifo '" + pipe + "'").c_str()), 0);
-    replaceFusionTool("cat '" + pipe + "'");
+    const WaitingTool tool(folder.path());
+    replaceFusionTool(tool.script());
     performInBackground(EnfusePreview);
     EXPECT_TRUE(waitUntil([] { return gEnfusingPreview.load(); }));
-    std::ofstream(pipe) << "go";
+    tool.letGo();
     ASSERT_TRUE(waitForBackgroundTasks());
     EXPECT_FALSE(gEnfusingPreview);
 }
@@ -274,7 +271,6 @@ class EnfuseFailureTest : public EnfuseTest {
         performInBackground([this] { windows->previewWindow()->doEnfusePreviewOnThread(); });
         EXPECT_TRUE(waitForBackgroundTasks());
     }
-    const std::string notFound = "doEnfusePreviewOnThread : enfused preview file was not found!";
 };
 
 TEST_F(EnfuseFailureTest, APreviewWithoutAResultIsToldAndTheOldOneStaysOnTheScreen) {
@@ -285,7 +281,7 @@ TEST_F(EnfuseFailureTest, APreviewWithoutAResultIsToldAndTheOldOneStaysOnTheScre
         alerts.forget();
         replaceFusionTool(std::string(takeArguments) + script);
         startPreview();
-        EXPECT_THAT(alerts.texts(), ElementsAre(notFound)) << script;
+        EXPECT_THAT(alerts.texts(), ElementsAre(previewNotFound)) << script;
         EXPECT_EQ(windows->previewWindow()->enfusedView()->image(), before);
     }
 }
@@ -315,14 +311,11 @@ TEST_F(EnfuseFailureTest, ADetailWithoutAResultLeavesTheViewAsItWas) {
 
 TEST_F(EnfuseFailureTest, AFullSizeRunWithoutAResultIsToldWhenMetadataAreWanted) {
     loadShots(2);
-    const std::string message =
-        "CopyImageFileAndAddEXIF: CGImageSourceCreateWithURL() failed!  This means the Enfuse was "
-        "unsuccessful, so check the Console log and look for any error messages from Enfuse.";
     for (const char* script : {fail, writeNothing, leaveHalfAFile}) {
         alerts.forget();
         replaceFusionTool(std::string(takeArguments) + script);
         fuseFullSize(folder / "out.tif");
-        EXPECT_THAT(alerts.texts(), ElementsAre(message)) << script;
+        EXPECT_THAT(alerts.texts(), ElementsAre(unreadableResult)) << script;
         fs::remove(folder / "out.tif");
     }
     alerts.forget();

@@ -1,6 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "fusion/ExifCarryOver.h"
 
-#include <QButtonGroup>
 #include <QCheckBox>
 #include <QToolButton>
 
@@ -9,8 +9,10 @@
 #include "settings/EnfuseSettingsWindow.h"
 #include "sources/SourceCellViewController.h"
 #include "stack/SharedState.h"
+#include "support/AlertTexts.h"
 #include "support/ExifTool.h"
 #include "support/FakeTools.h"
+#include "support/Printed.h"
 #include "support/TiffPages.h"
 #include "support/WindowsFixture.h"
 
@@ -27,9 +29,6 @@ using testing::UnorderedElementsAre;
 
 namespace {
 
-constexpr auto unreadableResult =
-    "CopyImageFileAndAddEXIF: CGImageSourceCreateWithURL() failed!  This means the Enfuse was "
-    "unsuccessful, so check the Console log and look for any error messages from Enfuse.";
 constexpr auto unwritableResult =
     "CopyImageFileAndAddEXIF: CGImageDestinationCreateWithURL() failed!  This possibly means that "
     "Enfuse wrote out a corrupt TIFF file (as it sometimes does on Mac OS 10.6).  Try again.";
@@ -47,11 +46,6 @@ class ExifCarryOverTest : public WindowsTest {
         }
         return shots;
     }
-    std::string outputOfGetSourceEXIF() {
-        testing::internal::CaptureStdout();
-        GetSourceEXIF();
-        return testing::internal::GetCapturedStdout();
-    }
     std::vector<std::string> logged(const std::string& start) const {
         std::vector<std::string> lines;
         for (const std::string& line : log.lines()) {
@@ -63,7 +57,8 @@ class ExifCarryOverTest : public WindowsTest {
 
 TEST_F(ExifCarryOverTest, TheFirstCellWithMetadataGivesThem) {
     dropAndWait(bracketWithArtists({1, 2}));
-    EXPECT_EQ(outputOfGetSourceEXIF(), "No EXIF data in source...\nGot EXIF data from source...\n");
+    EXPECT_EQ(printedWhile(GetSourceEXIF),
+              "No EXIF data in source...\nGot EXIF data from source...\n");
     ASSERT_NE(gSourceImageEXIF, nullptr);
     EXPECT_THAT(gSourceImageEXIF->description(), HasSubstr("Artist 1"));
     const auto lines = logged("Image Properties Data : ");
@@ -85,7 +80,7 @@ TEST_F(ExifCarryOverTest, AnEmptyCellIsPassedOver) {
     dropAndWait(bracketWithArtists({0, 1, 2}));
     cell(0).view()->findChild<QToolButton*>("removeButton")->click();
     ASSERT_TRUE(waitForBackgroundTasks());
-    EXPECT_EQ(outputOfGetSourceEXIF(), "Got EXIF data from source...\n");
+    EXPECT_EQ(printedWhile(GetSourceEXIF), "Got EXIF data from source...\n");
     EXPECT_THAT(gSourceImageEXIF->description(), HasSubstr("Artist 1"));
 }
 
@@ -96,12 +91,13 @@ TEST_F(ExifCarryOverTest, WithoutAnyMetadataTheOldOnesAreForgotten) {
     for (int i = 0; i < 3; ++i)
         cell(i).removeCellAction(nullptr);
     dropAndWait(makeBracket(folder.path(), 120, 80, 2));
-    EXPECT_EQ(outputOfGetSourceEXIF(), "No EXIF data in source...\nNo EXIF data in source...\n");
+    EXPECT_EQ(printedWhile(GetSourceEXIF),
+              "No EXIF data in source...\nNo EXIF data in source...\n");
     EXPECT_EQ(gSourceImageEXIF, nullptr);
 }
 
 TEST_F(ExifCarryOverTest, WithoutShotsNothingIsPrinted) {
-    EXPECT_EQ(outputOfGetSourceEXIF(), "");
+    EXPECT_EQ(printedWhile(GetSourceEXIF), "");
     EXPECT_EQ(gSourceImageEXIF, nullptr);
     EXPECT_THAT(logged("Image Properties Data"), IsEmpty());
 }
@@ -110,11 +106,12 @@ TEST_F(ExifCarryOverTest, ASourceThatHasGoneIsPassedOver) {
     const auto shots = bracketWithArtists({0, 1});
     dropAndWait(shots);
     fs::remove(shots[0]);
-    EXPECT_EQ(outputOfGetSourceEXIF(), "No EXIF data in source...\nGot EXIF data from source...\n");
+    EXPECT_EQ(printedWhile(GetSourceEXIF),
+              "No EXIF data in source...\nGot EXIF data from source...\n");
     EXPECT_THAT(gSourceImageEXIF->description(), HasSubstr("Artist 1"));
 }
 
-// They are those of the file that the user added, not of the working copy, which has none.
+// The metadata is that of the file that the user added; the working copy has none.
 TEST_F(ExifCarryOverTest, TheResultIsRewrittenInPlaceAfterTheTool) {
     dropAndWait(bracketWithArtists({1}));
     replaceFusionTool(std::string(takeArguments) + copyLastInput + "cp \"$out\" '" +
@@ -214,19 +211,17 @@ TEST_F(ExifCarryOverTest, NullPropertiesMakeAPlainCopy) {
 // The real tool on the sample, at every depth: another program finds all tags of the first shot in
 // the result but those that are meant to differ, named here one by one.
 TEST_F(ExifCarryOverTest, TheSamplesTagsAreInItsResultAtEveryDepth) {
-    const fs::path samples = fs::path(LUMAWEAVE_SOURCE_FOLDER) / "samples/bracket";
-    dropAndWait({samples / "window-1.jpg", samples / "window-3.jpg", samples / "window-5.jpg"});
+    dropAndWait({sampleShot(1), sampleShot(3), sampleShot(5)});
     for (int row = 0; row < 3; ++row) {
         SCOPED_TRACE(row);
-        windows->settingsPanel()->outputDepthMatrix()->button(row)->click();
-        ASSERT_TRUE(waitForBackgroundTasks());
+        chooseDepth(row);
         const fs::path result = folder / ("depth" + std::to_string(row) + ".tif");
         fuseFullSize(result);
         const Tags tags = exifToolTags(result);
         EXPECT_THAT(complaintsIn(tags), IsEmpty());
         EXPECT_EQ(tags.at("IFD0:Orientation"), "Horizontal (normal)");
         EXPECT_EQ(tags.at("ExifIFD:LensModel"), "Sample Lens 24mm F2.8");
-        const Tags source = exifToolTags(samples / "window-1.jpg");
+        const Tags source = exifToolTags(sampleShot(1));
         auto differences = differencesBetween(source, tags);
         std::erase_if(differences, [](const std::string& difference) {
             return difference.substr(1).starts_with("File:") ||

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The fuzzers' targets on their seeds and on everything that they have found.
 
 #include <gtest/gtest.h>
@@ -17,7 +19,7 @@ namespace {
 
 constexpr auto fuzzFolder = LUMAWEAVE_SOURCE_FOLDER "/fuzz";
 
-// Every file under the folder, and each cut in half; gives their number.
+// Tries every file of the folder, whole and half; gives their number.
 int feed(const char* folder, const std::function<void(fuzz::Bytes)>& target) {
     int files = 0;
     for (const auto& entry : fs::directory_iterator(fs::path(fuzzFolder) / folder)) {

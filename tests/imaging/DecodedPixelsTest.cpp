@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include <gmock/gmock.h>
 
 #include <filesystem>
@@ -85,7 +86,7 @@ TEST_F(DecodedPixelsTest, StayWhenTheirFileIsWrittenAnew) {
         ASSERT_TRUE(writeTiff(other, tiff, how));
         expectWhole();
     }
-    // Also with the picture's own pixels, which are read from the very file that goes.
+    // Also with the picture's own pixels, which come from the very file that goes.
     decoded = decodeToTiff(folder / "shot.tif", tiff).image;
     ASSERT_TRUE(writeTiff(decoded, tiff, Write::plain));
     expectWhole();

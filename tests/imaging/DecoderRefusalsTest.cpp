@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/socket.h>
@@ -24,7 +25,7 @@
 #include "support/PrivateMemory.h"
 #include "support/TestFolder.h"
 
-// What is no photograph, or not a whole one, is refused, and leaves nothing behind.
+// The decoder refuses what is no whole photograph, and leaves nothing behind.
 
 namespace lumaweave {
 
@@ -252,7 +253,7 @@ TEST_F(DecoderRefusalsTest, TruncatedPictures) {
 
 TEST_F(DecoderRefusalsTest, ATruncatedPictureThatIsNotUpright) {
     const fs::path file = folder / "sideways.tif";
-    // The directory stands behind the pixels, so the pixels' place is what is cut out of reach.
+    // A shorter file would lose its directory, which comes last: it claims more pixels instead.
     test::writeTiffAs(asymmetricPicture(300, 200), file, {.orientation = 6});
     test::changeTag(file, TIFFTAG_IMAGELENGTH, 5000);
     expectUnreadable(file, true);

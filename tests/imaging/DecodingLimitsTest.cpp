@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Files that take far more time or memory than they have bytes.
 
 #include <gmock/gmock.h>
@@ -9,6 +11,7 @@
 #include "imaging/ImagingSupport.h"
 #include "imaging/decoding/ImageDecoder.h"
 #include "imaging/formats/TimedSource.h"
+#include "imaging/formats/WorkLimit.h"
 #include "imaging/reader/ReaderJobs.h"
 #include "platform/FileDescriptor.h"
 #include "support/HostileFiles.h"
@@ -85,7 +88,7 @@ TEST_F(DecodingLimitsTest, LargerFilesHaveMoreTime) {
     EXPECT_EQ(decodingTime(~std::uint64_t{0}), 610s);
 }
 
-// A gigabyte in a megabyte: neither profile nor text is taken out to its end.
+// A gigabyte in a megabyte: nobody unpacks profile or text to its end.
 TEST_F(DecodingLimitsTest, CompressedProfilesAndTextsOfAGigabyteTakeNoMemory) {
     const std::string zeros = compressedZeros(std::size_t{1} << 30);
     const std::string chunks[][2] = {

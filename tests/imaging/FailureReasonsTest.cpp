@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Whoever fails says why, in words that an alert could show; through the reader, too.
 
 #include <gmock/gmock.h>
@@ -30,7 +32,6 @@ namespace lumaweave {
 
 namespace fs = std::filesystem;
 using namespace test;
-using testing::Contains;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
@@ -149,11 +150,11 @@ TEST_F(FailureReasonsTest, OfTheReadersOwnEnd) {
     EXPECT_EQ(reasonWith(""), "lumaweave-reader is missing");
 }
 
-// The marked lines are the reason and not for the log; without them the log's last line is it.
+// Marked lines are the reason and not for the log. Without them the last line is the reason.
 TEST_F(FailureReasonsTest, ThatTheReaderPrintsIsToldFromItsLog) {
     const auto reasonWith = [this](const std::string& script) {
         const ReaderReplacement reader(script + "; exit 10");
-        return runReader(readerJobs::decode, large, {tiff.native()}).reason;
+        return runReader(reader_jobs::decode, large, {tiff.native()}).reason;
     };
     const LogRecorder log;
     EXPECT_EQ(reasonWith("echo one; echo 'reason: it is odd'"), "it is odd");

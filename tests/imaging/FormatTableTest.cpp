@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include <gmock/gmock.h>
 #include <tiffio.h>
 
@@ -240,7 +241,7 @@ namespace {
 // Files of linear light, whose pixels become display values.
 class LinearLight : public testing::Test {
   protected:
-    // What a file that holds this light is to be decoded to.
+    // What the decoder must make of a file that holds this light.
     static Image displayed(const Image& light) {
         const std::vector<double> samples = test::samplesOf(light);
         const PixelFormat format = light.format();

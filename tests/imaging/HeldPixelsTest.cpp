@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/formats/HeldPixels.h"
 
 #include <gtest/gtest.h>
@@ -74,7 +75,7 @@ TEST_F(HeldPixelsTest, TheWholePictureOfATiffOfUncommonSamples) {
     picture.tiffsave(path("luminance.tif").c_str(),
                      VImage::option()->set("compression", "jpeg")->set("Q", 50));
     EXPECT_EQ(heldOf("luminance.tif"), 50U * 40 * 12);
-    // Said to have samples of 64 bits.
+    // It claims samples of 64 bits.
     const Image grey = asymmetricPicture(50, 40, {.colours = 1, .type = SampleType::float32});
     writeTiffAs(grey, folder / "double.tif", {});
     changeTag(folder / "double.tif", 0x0102, 64);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/picture/Histogram.h"
 
 #include <gmock/gmock.h>
@@ -173,8 +174,8 @@ TEST(Histogram, PaddedRowsAreWarnedOfAndReadAsIfPacked) {
 
 TEST(Histogram, PixelsOfThreeBytesAreWarnedOfAndReadAsFourUpToTheEndOfTheBuffer) {
     const LogRecorder log;
-    // Eight pixels of three bytes hold six of four. The vector ends where the pixels end: a byte
-    // read behind them is found by the address sanitizer.
+    // Eight pixels of three bytes hold six of four. The vector ends where the pixels end: the
+    // address sanitizer finds a byte that is read behind them.
     const Bytes bytes(24, 255);
     const auto bins = luminanceHistogram({bytes.data(), bytes.size(), 4, 2, 12}, 3);
     EXPECT_THAT(bins, ElementsAre(0.0F, 0.0F, 6.0F));

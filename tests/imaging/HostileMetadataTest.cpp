@@ -1,5 +1,7 @@
-// Metadata that is broken, hostile or enormous: carried without it or not at all, never with a
-// crash.
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+// Metadata that is broken, hostile or enormous: the result gets the rest or nothing, and nothing
+// crashes.
 
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QByteArray>
@@ -35,7 +36,7 @@ struct Colourants {
 [[nodiscard]] QByteArray rgbProfile(const Colourants& colourants, double gamma);
 [[nodiscard]] QByteArray greyProfile(double gamma);
 
-// How a TIFF is to be written, other than plainly.
+// How to write a TIFF, other than plainly.
 struct TiffShape {
     const char* mode = "w";  // libtiff's: "wb" big-endian, "w8" with 64-bit offsets
     std::uint16_t compression = 1;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include <gmock/gmock.h>
 #include <lcms2.h>
 #include <tiffio.h>
@@ -13,8 +14,8 @@
 #include "support/FormatFixtures.h"
 #include "support/TestFolder.h"
 
-// Patches of known colours, from a file onto the screen. What they must be there is computed here,
-// and not by what the program computes it with; but for inks, whose tables only the colour library
+// Patches of known colours, from a file onto the screen. The test computes what they must be there
+// by itself, and not with what the program uses; but for inks, whose tables only the colour library
 // can read.
 
 namespace lumaweave {

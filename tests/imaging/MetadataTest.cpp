@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/metadata/Metadata.h"
 
 #include <gmock/gmock.h>
@@ -27,7 +28,7 @@ class MetadataTest : public testing::Test {
     MetadataTest() { createWorkingFolder(); }
     ~MetadataTest() override { removeWorkingFolder(); }
 
-    // The tags of a result that the source's metadata have been given to.
+    // The tags of a result that has been given the source's metadata.
     Tags carried(const fs::path& source) {
         const fs::path result = folder / "result.tif";
         makeResult(result);
@@ -65,8 +66,7 @@ struct MakerCase {
     MakerTags tags;
 };
 
-// What a note looks like whose offsets count from its own start: a header, and one entry (a version
-// number).
+// A note whose offsets count from its own start: a header, and one entry (a version number).
 constexpr auto appleNote =
     "65 112 112 108 101 32 105 79 83 0 0 1 77 77 0 1 0 1 0 9 0 0 0 1 0 0 0 4 0 0 0 0";
 

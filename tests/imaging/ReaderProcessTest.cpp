@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // What goes to the reader, and what becomes of the program when the reader comes to harm.
 
 #include <fcntl.h>
@@ -59,7 +61,7 @@ class ReaderProcessTest : public testing::Test {
             << "but the lock";
     }
     [[nodiscard]] fs::path photograph() const {
-        const fs::path file = folder / "photograph.jpg";
+        fs::path file = folder / "photograph.jpg";
         std::vector<std::string> tags = photographersTags();
         tags.emplace_back("-EXIF:FocalLengthIn35mmFormat=52");
         makeSource(file, tags);
@@ -126,7 +128,7 @@ TEST_F(ReaderProcessTest, DecodesTheFormatsWhoseLibrariesAreNotLetIntoTheProgram
     EXPECT_GE(formats, 10);
 }
 
-// And the usual ones without it.
+// The program decodes those itself.
 TEST_F(ReaderProcessTest, IsNotNeededForTheUsualFormats) {
     const ReaderReplacement none("");
     for (const char* name : {"baseline.jpg", "progressive.jpg", "rgb16.png", "interlaced.png",
@@ -328,8 +330,8 @@ TEST_F(ReaderProcessTest, SixtyThousandPropertiesTakeTooLong) {
 
 TEST_F(ReaderProcessTest, RefusesWhatIsNoJob) {
     EXPECT_EQ(runReader("nonsense", large).result, ReaderResult::refused);
-    EXPECT_EQ(runReader(readerJobs::decode, large).result, ReaderResult::refused) << "no target";
-    EXPECT_EQ(runReader(readerJobs::decode, large, {"a", "b"}).result, ReaderResult::refused);
+    EXPECT_EQ(runReader(reader_jobs::decode, large).result, ReaderResult::refused) << "no target";
+    EXPECT_EQ(runReader(reader_jobs::decode, large, {"a", "b"}).result, ReaderResult::refused);
 }
 
 }  // namespace lumaweave

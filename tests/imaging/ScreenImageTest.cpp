@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -250,7 +251,7 @@ TEST(ScreenImage, GreyWithAnotherToneCurveIsConverted) {
             test::greyProfile(1.0));
         const QImage screen = picture.toScreen();
         for (int x = 0; x < 32; ++x) {
-            // What the file stores of x / 31, in eight bits, is what is converted.
+            // The conversion starts from what the file stores of x / 31, in eight bits.
             const double stored =
                 type == SampleType::uint8 ? std::round(x * 255 / 31.0) / 255 : x / 31.0;
             const QColor pixel = screen.pixelColor(x, 0);
@@ -296,7 +297,7 @@ class ScreenOfItsOwn : public testing::Test {
   protected:
     ~ScreenOfItsOwn() override { setScreenProfile({}); }
 
-    // The numbers that the screen shows a colour of sRGB with, by its curves and colourants.
+    // The numbers with which the screen shows an sRGB colour, by its curves and colourants.
     static Colour onWideScreen(const Colour& colour) {
         const Colour light = inverse(xyzToSrgb * wideToXyz) *
                              Colour{decoded(colour[0]), decoded(colour[1]), decoded(colour[2])};

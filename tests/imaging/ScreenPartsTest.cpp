@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/picture/ScreenParts.h"
 
 #include <gmock/gmock.h>
@@ -84,8 +85,8 @@ TEST(ScaledPart, TilesJoinToTheScaledPictureWithoutASeam) {
         // Shrinking, enlarging, one axis each, and by almost nothing.
         for (const QSize size :
              {QSize(100, 65), QSize(37, 150), QSize(420, 280), QSize(300, 196), QSize(500, 90)}) {
-            // Tiles begin at positions that are rounded differently: far less than one step of 16
-            // bits, or one step where that is just enough to be rounded to the next.
+            // Tiles begin at positions that round differently: by far less than one step of 16
+            // bits, or by one where that is just enough for the next.
             const double step = format.type == SampleType::uint8 ? 1.001 / 255 : 1.001 / 65535;
             EXPECT_LE(seams(picture, size, 32), step) << nameOf(format) << size.width();
         }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/tiff/TiffFile.h"
 
 #include <gmock/gmock.h>
@@ -125,7 +126,7 @@ TEST(FusionToolReadsAsShown, NothingButTiff) {
     EXPECT_FALSE(fusionToolReadsAsShown(folder / "pipe.tif"));
 }
 
-// libtiff's messages about a file go nowhere, though no library has been started that takes them.
+// libtiff's messages go nowhere, though nobody has started a library that takes them.
 TEST(FusionToolReadsAsShown, NothingIsPrintedAboutDamagedFiles) {
     const TestFolder folder;
     ASSERT_TRUE(writeTiff(asymmetricPicture(width, height), folder / "own.tif", Write::plain));

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include <gmock/gmock.h>
 #include <tiffio.h>
 
@@ -17,7 +18,7 @@
 #include "support/FormatFixtures.h"
 #include "support/TestFolder.h"
 
-// Variants that few programs write, and files that only Qt's readers know.
+// Variants that few programs write, and files that only Qt's decoders know.
 
 namespace lumaweave {
 
@@ -293,7 +294,7 @@ TEST_F(UncommonPicturesTest, WhiteIsTheHighestNumberInEveryDepth) {
     expectDecodedTo(white, 0);
 }
 
-// EXIF says how the camera was held; the file itself has been turned by that already.
+// EXIF says how the user held the camera; the file itself is turned by that already.
 TEST_F(UncommonPicturesTest, HeicIsTurnedByItsFileAndNotByItsExif) {
     const Image picture = makeImage(48, 32, rgb8, smooth);
     for (const bool av1 : {false, true}) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "panorama/MyOpenGLView.h"
 
 #include <gmock/gmock.h>
@@ -11,8 +12,11 @@
 #include "PanoramaSupport.h"
 #include "imaging/picture/PixelData.h"
 #include "stack/SharedState.h"
+#include "support/Colours.h"
+#include "support/InProcessWith.h"
 #include "support/LogRecorder.h"
 #include "support/Pictures.h"
+#include "support/Printed.h"
 #include "support/Waiting.h"
 
 namespace lumaweave {
@@ -26,11 +30,6 @@ namespace {
 
 class MyOpenGLViewTest : public testing::Test {
   protected:
-    static std::string printedWhile(const std::function<void()>& call) {
-        testing::internal::CaptureStdout();
-        call();
-        return testing::internal::GetCapturedStdout();
-    }
     static GLint textureParameter(GLenum name) {
         GLint value = 0;
         glGetTexParameteriv(GL_TEXTURE_RECTANGLE, name, &value);
@@ -89,7 +88,7 @@ TEST_F(MyOpenGLViewTest, TheContextIsSetUpForFixedFunctionDrawing) {
 TEST_F(MyOpenGLViewTest, AViewIsBlackUntilItIsReadyAndKeepsItsClearColour) {
     const auto view = shownView();
     const QImage shown = view->grabFramebuffer();
-    EXPECT_EQ(shown.pixelColor(shown.rect().center()), QColor(Qt::black));
+    EXPECT_EQ(middleOf(shown), QColor(Qt::black));
     view->makeCurrent();
     std::array<GLfloat, 4> clearColour{};
     glGetFloatv(GL_COLOR_CLEAR_VALUE, clearColour.data());
@@ -203,7 +202,7 @@ TEST_F(MyOpenGLViewTest, ThePixelsAreLetGoOnceTheTexturesHoldThem) {
     EXPECT_EQ(view->imagePixels(), nullptr);
 }
 
-// Steps are told as they are done, whoever runs events or another context meanwhile.
+// The view tells each step, whoever runs events or another context meanwhile.
 TEST_F(MyOpenGLViewTest, TheWorkOnTheTexturesIsToldStepByStep) {
     const auto view = shownView();
     const auto other = shownView();
@@ -267,7 +266,7 @@ TEST_F(MyOpenGLViewTest, WhereNothingIsDrawnTheGroundIsGreen) {
     EXPECT_EQ(qBlue(frame.pixel(9, 9)), 0);
 }
 
-// Half way down the picture at three quarters of its width: a mark there is what the view looks at.
+// The view looks at a mark half way down the picture, at three quarters of its width.
 TEST_F(MyOpenGLViewTest, StartsAtThreeQuartersOfTheWidthAndHalfTheHeight) {
     const Image image = makeByRows(1600, 800, {}, [](int y, unsigned char* row) {
         std::fill_n(row, 3 * 1600, static_cast<unsigned char>(60));
@@ -416,7 +415,7 @@ TEST_F(MyOpenGLViewTest, AtScaleFactor2ThePictureFillsTheViewSharply) {
         steep += step > 120 ? 1 : 0;
     }
     EXPECT_GT(steep, 15);
-    // What stands on the screen is that frame.
+    // The screen shows that frame.
     view->repaint();
     EXPECT_EQ(view->windowAspectRatio(), 4.0F / 3.0F);
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "panorama/OpenGLMath.h"
 
 #include <gtest/gtest.h>
@@ -68,7 +69,7 @@ TEST(OpenGLMath, TheRowsOfACameraAreItsAxes) {
         EXPECT_FLOAT_EQ(m.at(i), expected.at(i)) << i;
 }
 
-// The length of the up vector goes into the side's and is taken out again with it.
+// The side takes on the up vector's length, and normalising takes it out again.
 TEST(OpenGLMath, TheLengthOfTheUpVectorDoesNotMatter) {
     const auto one = lookAtRotation({1.0F, 2.0F, -3.0F}, {0.0F, 1.0F, 0.0F});
     const auto seven = lookAtRotation({1.0F, 2.0F, -3.0F}, {0.0F, 7.0F, 0.0F});

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // What the viewer's matrix functions leave in a real context, beside what the utility library
 // leaves there.
 

@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // How the rest of the program opens panoramas.
 
 #include <gmock/gmock.h>
 
 #include <QAction>
-#include <QApplication>
 #include <QButtonGroup>
 #include <QMenu>
 #include <QMenuBar>
@@ -16,6 +17,8 @@
 #include "preview/PreviewWindow.h"
 #include "sources/SourceCellViewController.h"
 #include "support/FakeTools.h"
+#include "support/InProcessWith.h"
+#include "support/ShownWindow.h"
 #include "support/WindowsFixture.h"
 
 namespace lumaweave {
@@ -35,13 +38,7 @@ class PanoramaProgramTest : public WindowsTest {
         EXPECT_TRUE(waitUntil([] { return viewers().isEmpty(); }));
     }
 
-    static QList<VRWindow*> viewers() {
-        QList<VRWindow*> found;
-        for (QWidget* window : QApplication::topLevelWidgets()) {
-            if (auto* viewer = qobject_cast<VRWindow*>(window)) found << viewer;
-        }
-        return found;
-    }
+    static QList<VRWindow*> viewers() { return allWindows<VRWindow>(); }
     [[nodiscard]] QToolButton* panoramaButton(int index) const {
         return cell(index).view()->findChild<QToolButton*>("panoramaButton");
     }
@@ -91,7 +88,7 @@ TEST_F(PanoramaProgramTest, AViewerOutlivesTheCellsImage) {
 }
 
 TEST_F(PanoramaProgramTest, TheThirdChoiceOpensTheResultAsAPanorama) {
-    replaceFusionTool(std::string(takeArguments) + copyLastInput);
+    copyWithTool();
     loadShots();
     chooseAfterEnfusing(PreviewWindow::showPanorama);
     fuseFullSize(folder / "round.tif");
@@ -102,10 +99,10 @@ TEST_F(PanoramaProgramTest, TheThirdChoiceOpensTheResultAsAPanorama) {
 }
 
 TEST_F(PanoramaProgramTest, WithAnUnreadableResultNoViewerOpensAndNoMessageIsShown) {
-    replaceFusionTool(std::string(takeArguments) + copyLastInput);
+    copyWithTool();
     loadShots();
     replaceFusionTool(std::string(takeArguments) + "echo nothing to see > \"$out\"\n");
-    // What the fusion itself has to say about such a result.
+    // What the fusion itself says about such a result.
     chooseAfterEnfusing(PreviewWindow::doNothing);
     fuseFullSize(folder / "kept.tif");
     const auto ofTheFusion = alerts.texts();
@@ -118,7 +115,7 @@ TEST_F(PanoramaProgramTest, WithAnUnreadableResultNoViewerOpensAndNoMessageIsSho
 }
 
 TEST_F(PanoramaProgramTest, OtherChoicesOpenNoPanorama) {
-    replaceFusionTool(std::string(takeArguments) + copyLastInput);
+    copyWithTool();
     loadShots();
     chooseAfterEnfusing(PreviewWindow::doNothing);
     fuseFullSize(folder / "round.tif");
@@ -127,7 +124,7 @@ TEST_F(PanoramaProgramTest, OtherChoicesOpenNoPanorama) {
 
 TEST_F(PanoramaProgramTest, WithoutOpenGLTheRestOfTheProgramGoesOn) {
     if (!inProcessWith("QT_XCB_GL_INTEGRATION", "none")) return;
-    replaceFusionTool(std::string(takeArguments) + copyLastInput);
+    copyWithTool();
     loadShots();
     QTest::mouseClick(panoramaButton(0), Qt::LeftButton);
     EXPECT_THAT(viewers(), IsEmpty());

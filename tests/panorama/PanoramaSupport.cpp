@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "PanoramaSupport.h"
 
 #include <dlfcn.h>
@@ -7,16 +8,16 @@
 #include <QApplication>
 #include <QMouseEvent>
 #include <QPointer>
-#include <QProcess>
 #include <QTest>
 
 #include "imaging/picture/PixelData.h"
+#include "support/ShownWindow.h"
 #include "support/Waiting.h"
 
 namespace {
 
-// Keeps the software driver loaded to the end, so that what it leaves behind can be told from what
-// we do: it is suppressed by its name.
+// Keeps the software driver loaded to the end: the suppressions know what it leaves behind by its
+// name.
 [[maybe_unused]] void* const driver =
     dlopen("/usr/lib/x86_64-linux-gnu/dri/swrast_dri.so", RTLD_LAZY | RTLD_NODELETE);
 
@@ -51,7 +52,7 @@ OpenViewer::OpenViewer(const Image& image, QSize size) : window_(VRWindow::initW
 OpenViewer::~OpenViewer() {
     const QPointer<VRWindow> gone = window_;
     window_->close();
-    EXPECT_TRUE(waitUntil([&gone] { return gone.isNull(); }));
+    EXPECT_TRUE(waitUntilGone(gone));
 }
 
 void OpenViewer::resize(QSize size) const {
@@ -94,28 +95,6 @@ void dragMouse(QWidget& view, const std::vector<QPointF>& steps) {
         send(QEvent::MouseMove, Qt::NoButton, Qt::LeftButton);
     }
     send(QEvent::MouseButtonRelease, Qt::LeftButton, Qt::NoButton);
-}
-
-bool inProcessWith(const std::string& variable, const std::string& value) {
-    if (qgetenv(variable.c_str()).toStdString() == value) return true;
-    QProcess process;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QString::fromStdString(variable), QString::fromStdString(value));
-    // The one test, whatever share this process has.
-    environment.remove("GTEST_TOTAL_SHARDS");
-    environment.remove("GTEST_SHARD_INDEX");
-    process.setProcessEnvironment(environment);
-    process.setProcessChannelMode(QProcess::MergedChannels);
-    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-    process.start("/proc/self/exe", {QString("--gtest_filter=%1.%2")
-                                         .arg(QString::fromLatin1(test->test_suite_name()),
-                                              QString::fromLatin1(test->name()))});
-    EXPECT_TRUE(waitUntil([&process] { return process.state() == QProcess::NotRunning; }));
-    const std::string output = process.readAll().toStdString();
-    EXPECT_EQ(process.exitStatus(), QProcess::NormalExit) << output;
-    EXPECT_EQ(process.exitCode(), 0) << output;
-    EXPECT_NE(output.find("[  PASSED  ] 1 test."), std::string::npos) << output;
-    return false;
 }
 
 }  // namespace lumaweave::test

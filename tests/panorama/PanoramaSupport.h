@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QImage>
@@ -5,7 +6,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <string>
 #include <vector>
 
 #include "imaging/picture/Image.h"
@@ -50,9 +50,5 @@ class OpenViewer {
 // Presses the left button in the middle of the view, moves the mouse by each of the steps in turn,
 // and lets go.
 void dragMouse(QWidget& view, const std::vector<QPointF>& steps);
-
-// True in a process in which the environment variable has this value. Elsewhere it runs the current
-// test in such a process, expects it to succeed there, and is false.
-[[nodiscard]] bool inProcessWith(const std::string& variable, const std::string& value);
 
 }  // namespace lumaweave::test

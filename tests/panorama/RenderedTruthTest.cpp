@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // What the viewer shows, beside a ray cast of the same view that knows nothing of spheres, strips
 // and matrices: it asks for each pixel which way one looks through it, and what the picture has
 // there.
@@ -27,10 +29,10 @@ struct Direction {
     double x, y, z;
 };
 
-// A pattern without a seam, given for directions: waves through space, the finest 16 pixels of the
-// picture long where its pixels are widest, each colour with its own.
+// A seamless pattern for directions: waves through space, other ones for each colour. Where the
+// picture's pixels are widest, the finest wave is 16 of them long.
 double wave(const Direction& d, double pixels, double x, double y, double z, double phase) {
-    const double perRadian = width / pixels;  // 2 pi pixels-long waves fit into 2 pi radians
+    const double perRadian = width / pixels;  // width / pixels waves fit into 2 pi radians
     const double length = std::sqrt(x * x + y * y + z * z);
     return std::sin(perRadian * (x * d.x + y * d.y + z * d.z) / length + phase);
 }
@@ -58,7 +60,7 @@ Image patternPicture() {
     });
 }
 
-// The picture with red, green and blue of one of its 32 sections changed for one another.
+// The picture with red, green and blue swapped around in one of its 32 sections.
 Image withSectionChanged(const Image& image, int section) {
     return makeByRows(width, height, {}, [&](int y, unsigned char* to) {
         const unsigned char* from = image.pixels().row<unsigned char>(y);
@@ -127,7 +129,7 @@ std::array<double, 3> rayCast(const Image& image, const View& view, double px, d
 struct Comparison {
     double mean = 0;     // of all pixels and colours, as a part of the full range
     double largest = 0;  // of any pixel's any colour
-    bool green = false;  // somewhere a pixel has the colour behind the sphere
+    bool green = false;  // some pixel has the colour behind the sphere
 };
 
 Comparison compare(const QImage& shown, const Image& image, const View& view) {
@@ -189,7 +191,7 @@ INSTANTIATE_TEST_SUITE_P(
         View{"wide", -15, 140, {1500, 300}}, View{"odd", 5.2F, 271.2F, {301, 299}}),
     [](const auto& tested) { return std::string(tested.param.name); });
 
-// The check sees a mistake of one section in any view that the section is in.
+// The check sees a mistake in one section in any view that shows it.
 class RenderedMistake : public RenderedTruth {};
 
 TEST_P(RenderedMistake, ASectionWithItsColoursChangedIsFound) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "panorama/SphereGeometry.h"
 
 #include <gtest/gtest.h>
@@ -137,7 +138,7 @@ TEST(SphereGeometry, WithoutAResolutionNothingIsDrawn) {
 
 TEST(SphereGeometry, AnOddResolutionGetsAStripMore) {
     const auto slice = strips(0, 5);
-    EXPECT_EQ(slice.size(), 3U);  // as long as the strip's number is below 2.5
+    EXPECT_EQ(slice.size(), 3U);  // the strips 0 to 2, below 2.5
     EXPECT_EQ(slice.front().size(), 12U);
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "panorama/VRWindow.h"
 
 #include <gmock/gmock.h>
@@ -23,9 +24,11 @@
 #include "panorama/Sections.h"
 #include "platform/Memory.h"
 #include "support/AlertAnswerer.h"
+#include "support/InProcessWith.h"
 #include "support/LogRecorder.h"
 #include "support/Pictures.h"
 #include "support/PrivateMemory.h"
+#include "support/ShownWindow.h"
 #include "support/TestFolder.h"
 #include "support/Waiting.h"
 #include "support/WindowsFixture.h"
@@ -42,13 +45,6 @@ namespace {
 
 class VRWindowTest : public testing::Test {
   protected:
-    static int openViewers() {
-        const QWidgetList windows = QApplication::topLevelWidgets();
-        return static_cast<int>(std::count_if(windows.begin(), windows.end(), [](QWidget* window) {
-            return qobject_cast<VRWindow*>(window) != nullptr;
-        }));
-    }
-
     PresentedAlerts presented;
     LogRecorder log;
     AlertAnswerer alerts;
@@ -115,8 +111,8 @@ TEST_F(VRWindowTest, KeepsItselfAliveUntilItIsClosed) {
     QCoreApplication::processEvents();
     EXPECT_FALSE(window.isNull());
     window->close();
-    EXPECT_TRUE(waitUntil([&window] { return window.isNull(); }));
-    EXPECT_EQ(openViewers(), 0);
+    EXPECT_TRUE(waitUntilGone(window));
+    EXPECT_EQ(allWindows<VRWindow>().size(), 0);
 }
 
 TEST_F(VRWindowTest, ControlWAndEscapeCloseIt) {
@@ -127,7 +123,7 @@ TEST_F(VRWindowTest, ControlWAndEscapeCloseIt) {
         window->activateWindow();
         ASSERT_TRUE(QTest::qWaitForWindowActive(window));
         QTest::keyClick(window->theGLView(), key, modifier);
-        EXPECT_TRUE(waitUntil([&window] { return window.isNull(); }));
+        EXPECT_TRUE(waitUntilGone(window));
     }
 }
 
@@ -135,7 +131,7 @@ TEST_F(VRWindowTest, EveryViewerHasItsOwnContextAndItsOwnView) {
     const OpenViewer first(numberedPicture(640, 320));
     const OpenViewer second(numberedPicture(320, 160), {500, 300});
     const OpenViewer third(numberedPicture(640, 320));
-    EXPECT_EQ(openViewers(), 3);
+    EXPECT_EQ(allWindows<VRWindow>().size(), 3);
     EXPECT_NE(first.view().context(), second.view().context());
     EXPECT_NE(first.view().context(), third.view().context());
     dragMouse(second.view(), {{50, 20}});
@@ -146,7 +142,7 @@ TEST_F(VRWindowTest, EveryViewerHasItsOwnContextAndItsOwnView) {
     EXPECT_EQ(first.view().textureWidth(), 80);
 }
 
-// The names are asked for in a context that shares its textures with the viewer's and outlives it.
+// A context that shares the viewer's textures and outlives it asks for the names.
 TEST_F(VRWindowTest, TexturesAreDeletedWhenAViewerGoes) {
     auto viewer = std::make_unique<OpenViewer>(numberedPicture(64, 32));
     QOpenGLContext watching;
@@ -244,31 +240,28 @@ TEST_F(VRWindowTest, APictureLargerThanMemoryAllowsIsRefused) {
     EXPECT_THAT(alerts.texts().front(),
                 StartsWith("There is not enough memory to show this image as a panorama: it takes "
                            "273 MB, and "));
-    EXPECT_EQ(openViewers(), 0);
-    // The next one that fits is shown.
+    EXPECT_EQ(allWindows<VRWindow>().size(), 0);
+    // The next one that fits opens.
     const OpenViewer viewer(numberedPicture(640, 320), {400, 300});
     EXPECT_GT(picturedShare(viewer.view().grabFramebuffer()), 0.99);
 }
 
 namespace {
 
-// Makes the work on the textures of the next window slow, and sees what is shown meanwhile.
-class SlowTextures : public QObject {
+// Slows down the work on the next window's textures, and sees what shows meanwhile.
+class SlowTextures {
   public:
-    SlowTextures() { qApp->installEventFilter(this); }
-    bool eventFilter(QObject* watched, QEvent* event) override {
-        if (event->type() != QEvent::Show) return false;
-        if (auto* window = qobject_cast<VRWindow*>(watched)) {
-            QObject::connect(window->theGLView(), &MyOpenGLView::texturesProgressed, this, [this] {
-                QThread::msleep(50);
-                if (whileWorking) whileWorking();
-            });
-        }
-        if (qobject_cast<QProgressDialog*>(watched) != nullptr) ++progressDialogs;
-        return false;
-    }
     std::function<void()> whileWorking;
     int progressDialogs = 0;
+
+  private:
+    AtShowing<VRWindow> windows_{[this](VRWindow& window) {
+        QObject::connect(window.theGLView(), &MyOpenGLView::texturesProgressed, &windows_, [this] {
+            QThread::msleep(50);
+            if (whileWorking) whileWorking();
+        });
+    }};
+    AtShowing<QProgressDialog> dialogs_{[this](QProgressDialog&) { ++progressDialogs; }};
 };
 
 }  // namespace
@@ -278,8 +271,7 @@ TEST_F(VRWindowTest, OpeningThatTakesLongShowsProgress) {
     const OpenViewer viewer(numberedPicture(640, 320), {400, 300});
     EXPECT_EQ(slow.progressDialogs, 1);
     EXPECT_TRUE(viewer.view().readyToDraw());
-    for (QWidget* window : QApplication::topLevelWidgets())
-        EXPECT_FALSE(qobject_cast<QProgressDialog*>(window) != nullptr && window->isVisible());
+    EXPECT_THAT(shownWindows<QProgressDialog>(), IsEmpty());
 }
 
 TEST_F(VRWindowTest, NothingIsClosedBeforeThePictureIsTakenIn) {
@@ -328,10 +320,10 @@ TEST_F(VRWindowTest, WithoutOpenGLThereIsAnAlertAndNoWindow) {
         alerts.texts(),
         ElementsAre("A panorama cannot be shown here: it needs OpenGL, and this display has "
                     "none.  Everything else works without it."));
-    EXPECT_EQ(openViewers(), 0);
+    EXPECT_EQ(allWindows<VRWindow>().size(), 0);
 }
 
-// A viewer is no reason to go on when the main window has been closed.
+// A viewer is no reason to go on without the main window.
 TEST_F(VRWindowTest, AnOpenViewerDoesNotKeepTheProgramRunning) {
     const OpenViewer viewer(numberedPicture(64, 32));
     EXPECT_FALSE(viewer.window().testAttribute(Qt::WA_QuitOnClose));

@@ -1,6 +1,8 @@
-// A person before the screen of a real program: a plug-in that Qt loads into it when the
-// environment says so. It tells on standard error what is to be seen, and does what standard input
-// tells it to, one command a line, one after the other:
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+// The user before the screen of a real program: a plug-in that Qt loads into it when the
+// environment says so. It tells on standard error what it sees, and does what standard input tells
+// it to, one command a line, one after the other:
 //
 //   press TEXT    clicks the button of this text in the modal dialog, once there is one
 //   click NAME    clicks the control of this object name

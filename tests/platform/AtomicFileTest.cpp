@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "platform/AtomicFile.h"
 
 #include <gtest/gtest.h>
@@ -189,7 +190,7 @@ TEST(AtomicFile, AFolderInTheTargetsPlaceStays) {
     EXPECT_TRUE(fs::is_directory(folder / "a.txt"));
 }
 
-// A disk without room is told by the same failing writes as a limit on the size of files.
+// Writes fail on a full disk as they do at a limit on the size of files.
 TEST(AtomicFile, AFullDiskLeavesTheOldFile) {
     const TestFolder folder;
     const fs::path target = folder.write("a.txt", "old");

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "platform/HelperProgram.h"
 
 #include <gmock/gmock.h>
@@ -8,7 +9,6 @@
 
 #include "platform/Resources.h"
 #include "platform/Shell.h"
-#include "support/ReaderReplacement.h"
 #include "support/TestFolder.h"
 #include "support/Waiting.h"
 
@@ -27,10 +27,9 @@ class HelperProgramTest : public testing::Test {
         writeScript(folder / "helper", script);
         return runHelper(folder / "helper", arguments, longest);
     }
-    // Whether the process whose number the script has put there is gone.
-    [[nodiscard]] bool isGone(const std::string& name) const {
-        const fs::path process = "/proc/" + std::to_string(std::stoi(readFile(folder / name)));
-        return waitUntil([&process] { return !fs::exists(process); });
+    // Whether the process ends whose number the script has put there.
+    [[nodiscard]] bool ends(const std::string& name) const {
+        return waitUntilProcessEnds(std::stoi(readFile(folder / name)));
     }
     [[nodiscard]] std::string path(const std::string& name) const {
         return "'" + (folder / name).native() + "'";
@@ -63,8 +62,8 @@ TEST_F(HelperProgramTest, OneThatTakesTooLongIsEndedWithAllThatItHasStarted) {
                                   "\necho $$ > " + path("helper-pid") + "\nsleep 1000",
                               {}, 1s);
     EXPECT_EQ(end.kind, Kind::tookTooLong);
-    EXPECT_TRUE(isGone("child"));
-    EXPECT_TRUE(isGone("helper-pid"));
+    EXPECT_TRUE(ends("child"));
+    EXPECT_TRUE(ends("helper-pid"));
 }
 
 TEST_F(HelperProgramTest, OneThatHasClosedItsOutputsIsWaitedForAsWell) {
@@ -75,7 +74,7 @@ TEST_F(HelperProgramTest, OneThatHasClosedItsOutputsIsWaitedForAsWell) {
 TEST_F(HelperProgramTest, WhatItLeavesRunningIsEndedAndNotWaitedFor) {
     const HelperEnd end = run("sleep 1000 & echo $! > " + path("child"));
     EXPECT_EQ(end.kind, Kind::exited);
-    EXPECT_TRUE(isGone("child"));
+    EXPECT_TRUE(ends("child"));
 }
 
 TEST_F(HelperProgramTest, OutputWithoutEndIsReadAndNotKept) {

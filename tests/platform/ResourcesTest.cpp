@@ -1,14 +1,13 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "platform/Resources.h"
 
 #include <gmock/gmock.h>
-
-#include <QByteArray>
-#include <QtGlobal>
 
 #include <cstdlib>
 #include <filesystem>
 #include <string>
 
+#include "support/EnvironmentVariable.h"
 #include "support/TestFolder.h"
 
 namespace lumaweave {
@@ -21,31 +20,25 @@ namespace {
 // A resource folder with the adapter "tool-adapter", and a PATH on which its "tool" is installed.
 class ResourcesTest : public testing::Test {
   protected:
-    ResourcesTest() : oldPath_(qgetenv("PATH").toStdString()) {
+    ResourcesTest() {
         fs::create_directories(folder / "Enfuse");
         fs::create_directories(folder / "bin");
-        makeExecutable(folder.write("Enfuse/tool-adapter", "#!/bin/sh\n"));
-        makeExecutable(folder.write("bin/tool", "#!/bin/sh\n"));
+        test::writeScript(folder / "Enfuse/tool-adapter", "");
+        test::writeScript(folder / "bin/tool", "");
         setPath("/nowhere:" + (folder / "bin").native() + ":/usr/bin");
         setResourceFolder(folder.path());
     }
-    ~ResourcesTest() override {
-        setPath(oldPath_);
-        setResourceFolder(LUMAWEAVE_RESOURCES);
-    }
+    ~ResourcesTest() override { setResourceFolder(LUMAWEAVE_RESOURCES); }
 
-    static void makeExecutable(const fs::path& file) {
-        fs::permissions(file, fs::perms::owner_all);
-    }
     static void makePlain(const fs::path& file) {
         fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write);
     }
-    static void setPath(const std::string& path) { setenv("PATH", path.c_str(), 1); }
+    void setPath(const std::string& path) const { path_.set(path); }
 
     TestFolder folder;
 
   private:
-    std::string oldPath_;
+    test::EnvironmentVariable path_{"PATH"};
 };
 
 }  // namespace

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "platform/WorkingFolder.h"
 
 #include <fcntl.h>
@@ -14,12 +15,12 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "support/EnvironmentVariable.h"
 #include "support/LogRecorder.h"
 #include "support/TestFolder.h"
 
@@ -35,26 +36,19 @@ namespace {
 // Starts the working folder anew, as the next run of the program would.
 class WorkingFolderTest : public testing::Test {
   protected:
-    WorkingFolderTest() {
-        if (const char* path = std::getenv("TMPDIR")) oldParent_ = path;
-        removeWorkingFolder();
-    }
+    WorkingFolderTest() { removeWorkingFolder(); }
     ~WorkingFolderTest() override {
         removeWorkingFolder();
-        if (oldParent_) {
-            setenv("TMPDIR", oldParent_->c_str(), 1);
-        } else {
-            unsetenv("TMPDIR");
-        }
+        temporaryFolder.restore();
         EXPECT_TRUE(createWorkingFolder());
     }
 
-    static bool startIn(const std::string& parent) {
+    bool startIn(const std::string& path) const {
         removeWorkingFolder();
-        setenv("TMPDIR", parent.c_str(), 1);
+        temporaryFolder.set(path);
         return createWorkingFolder();
     }
-    bool start() { return startIn(parent.path()); }
+    bool start() const { return startIn(parent.path()); }
 
     // What another run of the program has left: a folder with its lock file and some content.
     fs::path makeLeftover(const std::string& name) {
@@ -66,13 +60,11 @@ class WorkingFolderTest : public testing::Test {
     }
 
     TestFolder parent;
-
-  private:
-    std::optional<std::string> oldParent_;
+    test::EnvironmentVariable temporaryFolder{"TMPDIR"};
 };
 
-// A second process: it begins with something that it answers with a line, and lives until it is
-// told to end or killed.
+// A second process: runs `begin`, answers with the line that this gives, and lives until it is told
+// to end or killed.
 class OtherProgram {
   public:
     explicit OtherProgram(
@@ -114,7 +106,7 @@ class OtherProgram {
     }
     void end() {
         if (id_ < 0) return;
-        // A byte, as programs started later still hold this pipe open.
+        // A byte: programs started later still hold this pipe open.
         EXPECT_EQ(write(command_, "e", 1), 1);
         waitForIt();
     }
@@ -339,7 +331,7 @@ TEST_F(WorkingFolderTest, TwoProgramsAtOnceHaveFoldersOfTheirOwn) {
 }
 
 TEST_F(WorkingFolderTest, ManyProgramsThatStartTogetherEachKeepTheirs) {
-    setenv("TMPDIR", parent.path().c_str(), 1);
+    temporaryFolder.set(parent.path());
     int gate[2];
     ASSERT_EQ(pipe(gate), 0);
     std::vector<std::unique_ptr<OtherProgram>> programs;

@@ -1,13 +1,14 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "preview/HistogramView.h"
 
 #include <gmock/gmock.h>
 
 #include <QCheckBox>
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <string_view>
 
-#include "imaging/formats/VipsLibrary.h"
 #include "imaging/picture/Histogram.h"
 #include "imaging/picture/PixelData.h"
 #include "imaging/picture/ScreenImage.h"
@@ -15,7 +16,9 @@
 #include "preview/PreviewWindow.h"
 #include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
+#include "support/AlertTexts.h"
 #include "support/FakeTools.h"
+#include "support/FormatFixtures.h"
 #include "support/WindowsFixture.h"
 
 namespace lumaweave {
@@ -53,7 +56,7 @@ class HistogramViewTest : public testing::Test {
         view.setMinimumSize(0, 0);
         view.resize(256, 100);
     }
-    // What the view paints on a ground of its window.
+    // What the view paints on its window's ground.
     QImage painted(const QRegion& region = {}) {
         QImage image(view.size(), QImage::Format_RGB32);
         image.fill(ground);
@@ -233,7 +236,7 @@ TEST_F(HistogramInProgramTest, ShowsEachPreviewBeforeItsDetailIsFused) {
     ASSERT_TRUE(view.histogramData().has_value());
     const std::vector<float> first = *view.histogramData();
     EXPECT_EQ(first, ofThePreview());
-    replaceFusionTool(std::string(takeArguments) + copyLastInput);
+    copyWithTool();
     std::vector<float> atTheDetail;
     setLogSink([&](std::string_view line) {
         if (line == "Creating Detail Images...") atTheDetail = *view.histogramData();
@@ -273,25 +276,14 @@ TEST_F(HistogramInProgramTest, AFailedPreviewLeavesTheHistogram) {
     cell(0).useCheckBox()->click();
     cell(0).useCheckBox()->click();
     ASSERT_TRUE(waitForBackgroundTasks());
-    EXPECT_THAT(alerts.texts(),
-                testing::Contains("doEnfusePreviewOnThread : enfused preview file was not "
-                                  "found!"));
+    EXPECT_THAT(alerts.texts(), testing::Contains(previewNotFound));
     EXPECT_EQ(*view.histogramData(), before);
 }
 
 // The values in the file count, not those that the profile makes of them for the screen.
 TEST_F(HistogramInProgramTest, CountsTheValuesOfTheFileAlsoOfAWideProfile) {
-    vips::VImage patch =
-        vipsImage(makeImage(300, 200, {}, [](int, int, int s) { return s == 0 ? 0.78 : 0.3; }));
-    VipsBlob* profile = nullptr;
-    ASSERT_EQ(vips_profile_load("p3", &profile, nullptr), 0);
-    std::size_t size = 0;
-    const void* bytes = vips_blob_get(profile, &size);
-    patch.set(VIPS_META_ICC_NAME, nullptr, const_cast<void*>(bytes), size);
-    for (const char* name : {"a.tif", "b.tif"})
-        patch.tiffsave((folder / name).c_str());
-    vips_area_unref(VIPS_AREA(profile));
-    dropAndWait({folder / "a.tif", folder / "b.tif"});
+    dropTwoOf(
+        withProfile(plainPicture(300, 200, std::array{0.78, 0.3, 0.3}), profileOf(displayP3Space)));
     EXPECT_FALSE(windows->previewWindow()->enfuseImage().colourProfile().isEmpty());
     const std::vector<float>& bars = *view.histogramData();
     const float luminance = 199 / 255.0F * 0.299F + 77 / 255.0F * (0.586F + 0.114F);

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The windows on a result and on a shot.
 
 #include <gmock/gmock.h>
@@ -17,6 +19,9 @@
 #include "preview/OutputImageWindow.h"
 #include "preview/SourceImageWindow.h"
 #include "stack/SharedState.h"
+#include "support/AlertTexts.h"
+#include "support/Colours.h"
+#include "support/ShownWindow.h"
 #include "support/WindowsFixture.h"
 #include "widgets/ZoomView.h"
 
@@ -29,43 +34,21 @@ using testing::IsEmpty;
 
 namespace {
 
-constexpr auto unreadable =
-    "Enfuse was not able to generate an image.  Check the Console log for details, but sometimes "
-    "this happens when the source TIFF files are corrupt or not all the same format.  Opening the "
-    "images in Photoshop and re-saving usually fixes this problem (do a Save As...).";
-
-template <typename Window>
-QList<Window*> openWindows() {
-    QList<Window*> windows;
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        if (auto* window = qobject_cast<Window*>(widget)) windows << window;
-    }
-    return windows;
-}
-
-Image plain(const QColor& colour, const PixelFormat& format = {}, int width = 300,
-            int height = 200) {
-    return makeImage(width, height, format, [colour](int, int, int s) {
-        return s == 0 ? colour.redF() : s == 1 ? colour.greenF() : colour.blueF();
-    });
+Image plain(const QColor& colour, const PixelFormat& format = {}) {
+    return plainPicture(300, 200, colour, format);
 }
 
 // The colour in the middle of the picture, on the screen.
 QColor shownColour(ZoomView& view) {
     EXPECT_TRUE(waitUntil([&view] { return view.isSharp(); }));
-    const QImage screen = view.viewport()->grab().toImage();
-    return screen.pixelColor(screen.rect().center());
-}
-
-bool waitUntilGone(const QPointer<QWidget>& window) {
-    return waitUntil([&window] { return window.isNull(); });
+    return middleOf(view.viewport()->grab().toImage());
 }
 
 }  // namespace
 
 class OutputImageWindowTest : public WindowsTest {
   protected:
-    // A window on the file, when it has been loaded; null when it could not be.
+    // A window on the file once it is loaded; null when that fails.
     QPointer<OutputImageWindow> open(const fs::path& file) {
         gEnfuseSavePath = file;
         const QPointer<OutputImageWindow> window = new OutputImageWindow;
@@ -79,9 +62,9 @@ class OutputImageWindowTest : public WindowsTest {
         return file;
     }
     void expectTold() {
-        EXPECT_THAT(alerts.texts(), ElementsAre(unreadable));
+        EXPECT_THAT(alerts.texts(), ElementsAre(resultNotShown));
         EXPECT_EQ(log.count("OutputImageWindow : image == nil"), 1);
-        EXPECT_THAT(openWindows<OutputImageWindow>(), IsEmpty());
+        EXPECT_THAT(allWindows<OutputImageWindow>(), IsEmpty());
         EXPECT_EQ(QGuiApplication::overrideCursor(), nullptr);
     }
 };
@@ -123,24 +106,14 @@ TEST_F(OutputImageWindowTest, WithoutAPathItIsToldToo) {
 }
 
 TEST_F(OutputImageWindowTest, NothingIsEverShownOfAWindowWithoutAPicture) {
-    class Watcher : public QObject {
-      public:
-        bool eventFilter(QObject* watched, QEvent* event) override {
-            if (event->type() == QEvent::Show &&
-                qobject_cast<OutputImageWindow*>(watched) != nullptr) {
-                shown = true;
-            }
-            return false;
-        }
-        bool shown = false;
-    } watcher;
-    qApp->installEventFilter(&watcher);
+    bool shown = false;
+    const AtShowing<OutputImageWindow> watcher([&shown](OutputImageWindow&) { shown = true; });
     const fs::path file = result();
     fs::resize_file(file, fs::file_size(file) - 100);
     open(file);
-    EXPECT_FALSE(watcher.shown);
+    EXPECT_FALSE(shown);
     open(result());
-    EXPECT_TRUE(watcher.shown);
+    EXPECT_TRUE(shown);
 }
 
 TEST_F(OutputImageWindowTest, TheFileIsDecodedInTheBackgroundBehindABusyPointer) {
@@ -162,7 +135,7 @@ TEST_F(OutputImageWindowTest, ClosedWhileItsFileIsBeingDecodedItNeverShows) {
     window->init();
     window->close();
     ASSERT_TRUE(waitForBackgroundTasks());
-    ASSERT_TRUE(waitUntilGone(window.data()));
+    ASSERT_TRUE(waitUntilGone(window));
     EXPECT_EQ(QGuiApplication::overrideCursor(), nullptr);
     EXPECT_THAT(alerts.texts(), IsEmpty());
 }
@@ -178,7 +151,7 @@ TEST_F(OutputImageWindowTest, TwiceOpenedThereAreTwoIndependentWindows) {
     second->theView()->zoomToActualSize();
     EXPECT_TRUE(first->theView()->isFitted());
     first->close();
-    ASSERT_TRUE(waitUntilGone(first.data()));
+    ASSERT_TRUE(waitUntilGone(first));
     EXPECT_TRUE(second->isVisible());
     EXPECT_EQ(shownColour(*second->theView()), QColor(Qt::red));
 }
@@ -188,7 +161,7 @@ TEST_F(OutputImageWindowTest, ClosingClearsThePictureBeforeTheWindowGoes) {
     window->close();
     ASSERT_FALSE(window.isNull()) << "it goes when its closing has been handled";
     EXPECT_TRUE(window->theView()->image().isNull());
-    EXPECT_TRUE(waitUntilGone(window.data()));
+    EXPECT_TRUE(waitUntilGone(window));
 }
 
 TEST_F(OutputImageWindowTest, TheFileMayChangeOrGoWhileItsWindowIsOpen) {
@@ -209,20 +182,17 @@ TEST_F(OutputImageWindowTest, EveryDepthIsShownInItsColours) {
         ASSERT_FALSE(window.isNull());
         EXPECT_EQ(window->theView()->image().format().type, type);
         for (int i = 0; i < 2; ++i) {
-            const QColor shown = shownColour(*window->theView());
-            EXPECT_NEAR(shown.red(), 200, 1);
-            EXPECT_NEAR(shown.green(), 120, 1);
-            EXPECT_NEAR(shown.blue(), 60, 1);
+            EXPECT_THAT(shownColour(*window->theView()), isNear({200, 120, 60}, 1));
             window->theView()->zoomToActualSize();
         }
         window->close();
     }
 }
 
-// Too large for memory to be taken for it: its pixels come through a file that leaves no trace.
+// Too large for memory: its pixels come through a file that leaves no trace.
 TEST_F(OutputImageWindowTest, ALargeResultLeavesNothingInTheWorkingFolder) {
     const fs::path file = folder / "large.tif";
-    saveImage(plain(Qt::green, {1, false, SampleType::uint16}, 6000, 4000), file);
+    saveImage(plainPicture(6000, 4000, Qt::green, {1, false, SampleType::uint16}), file);
     const auto window = open(file);
     ASSERT_FALSE(window.isNull());
     EXPECT_EQ(window->theView()->image().size(), QSizeF(6000, 4000));
@@ -237,7 +207,7 @@ TEST_F(OutputImageWindowTest, EscapeAndControlWClose) {
         const auto window = open(result());
         QApplication::setActiveWindow(window);
         QTest::keyClick(window->theView(), key, modifier);
-        EXPECT_TRUE(waitUntilGone(window.data()));
+        EXPECT_TRUE(waitUntilGone(window));
     }
 }
 
@@ -321,7 +291,7 @@ TEST_F(SourceImageWindowTest, ClosingClearsThePictureInTheDestructor) {
     ASSERT_FALSE(window.isNull());
     EXPECT_FALSE(window->theView()->image().isNull());
     EXPECT_FALSE(picture.held.expired());
-    ASSERT_TRUE(waitUntilGone(window.data()));
+    ASSERT_TRUE(waitUntilGone(window));
     EXPECT_TRUE(picture.held.expired());
 }
 
@@ -332,7 +302,7 @@ TEST_F(SourceImageWindowTest, ManyAreOpenAtOnceEachForItself) {
     for (int i = 0; i < 16; i += 2)
         open16[i]->close();
     for (int i = 0; i < 16; i += 2)
-        ASSERT_TRUE(waitUntilGone(open16[i].data()));
+        ASSERT_TRUE(waitUntilGone(open16[i]));
     for (int i = 1; i < 16; i += 2) {
         EXPECT_EQ(open16[i]->windowTitle(), QString::number(i));
         EXPECT_EQ(shownColour(*open16[i]->theView()), QColor(10 * i, 40, 200));

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "preview/PreviewWindow.h"
 
 #include <QAction>
@@ -7,7 +8,6 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTest>
-#include <fstream>
 
 #include "fusion/SavePanel.h"
 #include "imaging/decoding/ImageDecoder.h"
@@ -21,8 +21,11 @@
 #include "stack/SharedState.h"
 #include "stack/Turns.h"
 #include "stack/WorkingFiles.h"
+#include "support/AlertTexts.h"
 #include "support/FakeTools.h"
+#include "support/ShownWindow.h"
 #include "support/UrlOpener.h"
+#include "support/WaitingTool.h"
 #include "support/WindowsFixture.h"
 #include "widgets/FloatSlider.h"
 #include "widgets/ImageView.h"
@@ -61,7 +64,7 @@ TEST_F(PreviewWindowTest, AfterALoadThePreviewFillsTheView) {
     EXPECT_EQ(shown.size(), fittedPixels({900, 600}, preview.enfusedView()->size()));
     EXPECT_EQ(preview.enfuseImage().pixelsWide(), shown.width());
     EXPECT_EQ(log.count("Creating Detail Images..."), 1);
-    // What stands on the screen is the picture, with its ground around it.
+    // The screen shows the picture, with its ground around it.
     const QImage screen = preview.enfusedView()->grab().toImage();
     const QRectF where = ImageView::fittedRectangle(shown.size(), preview.enfusedView()->size(),
                                                     ImageView::Fit::fill);
@@ -165,7 +168,7 @@ TEST_F(PreviewWindowTest, ADisabledCellStillGetsADetailImageButIsNotFused) {
     cell(1).setEnabled(false);
     testing::internal::CaptureStdout();
     preview.createDetailImages();
-    const auto commands = linesStartingWith(testing::internal::GetCapturedStdout(), "\"");
+    const auto commands = echoedCommands(testing::internal::GetCapturedStdout());
     EXPECT_TRUE(fs::exists(GetURLToDetailImageFile(1)));
     EXPECT_EQ(cell(1).urlToDetailImageFile(), GetURLToDetailImageFile(1));
     ASSERT_EQ(commands.size(), 1U);
@@ -200,7 +203,7 @@ TEST_F(PreviewWindowTest, WithOneShotAResizeRebuildsItsScaledCopyButFusesNothing
     testing::internal::CaptureStdout();
     preview.windowDidEndLiveResize();
     ASSERT_TRUE(waitForBackgroundTasks());
-    EXPECT_THAT(linesStartingWith(testing::internal::GetCapturedStdout(), "\""), IsEmpty());
+    EXPECT_THAT(echoedCommands(testing::internal::GetCapturedStdout()), IsEmpty());
     EXPECT_TRUE(fs::exists(GetURLToScaledSourceFile(0)));
 }
 
@@ -235,13 +238,12 @@ TEST_F(PreviewWindowTest, FusingIsOfferedWhileTwoOrMoreShotsAreInUse) {
 
 TEST_F(PreviewWindowTest, AFusionThatEndsAfterItsStackHasGoneIsNotShown) {
     loadShots(2);
-    const std::string pipe = (folder / "go on").native();
-    ASSERT_EQ(std::system(("mkfifo '" + pipe + "'").c_str()), 0);
-    replaceFusionTool("cat '" + pipe + "'\n" + takeArguments + copyLastInput);
+    const WaitingTool tool(folder.path());
+    replaceFusionTool(tool.script() + takeArguments + copyLastInput);
     windows->settingsPanel()->changedSettingValue(nullptr);
     EXPECT_TRUE(waitUntil([] { return gEnfusingPreview.load(); }));
     windows->sourcesWindow()->clearAllCellsAction(nullptr);
-    std::ofstream(pipe) << "go";
+    tool.letGo();
     ASSERT_TRUE(waitForBackgroundTasks());
     EXPECT_TRUE(preview.enfusedView()->image().isNull());
     EXPECT_TRUE(preview.detailView()->image().isNull());
@@ -254,8 +256,7 @@ TEST_F(PreviewWindowTest, AnOlderStacksFusionIsNeverShownForANewOne) {
     cell(0).useCheckBox()->click();
     dropAndWait({folder / "shot 1.jpg"});
     EXPECT_TRUE(preview.enfusedView()->image().isNull());
-    EXPECT_THAT(alerts.texts(),
-                ElementsAre("doEnfusePreviewOnThread : enfused preview file was not found!"));
+    EXPECT_THAT(alerts.texts(), ElementsAre(previewNotFound));
 }
 
 TEST_F(PreviewWindowTest, CancellingTheSaveDialogLeavesNoPathAndStartsNothing) {
@@ -270,27 +271,20 @@ TEST_F(PreviewWindowTest, CancellingTheSaveDialogLeavesNoPathAndStartsNothing) {
 
 TEST_F(PreviewWindowTest, TheFuseButtonWritesTheFileBehindAModalSheet) {
     loadShots(2);
-    class Watcher : public QObject {
-      public:
-        bool eventFilter(QObject* watched, QEvent* event) override {
-            auto* dialog = qobject_cast<EnfusingProgressDialog*>(watched);
-            if (dialog == nullptr || event->type() != QEvent::Show) return false;
-            modal = dialog->isModal();
-            endless = dialog->progressBar()->maximum() == dialog->progressBar()->minimum();
-            // Neither key nor button ends it while the worker lives.
-            QTest::keyClick(dialog, Qt::Key_Escape);
-            dialog->close();
-            return false;
-        }
-        bool modal = false;
-        bool endless = false;
-    } watcher;
-    qApp->installEventFilter(&watcher);
+    bool modal = false;
+    bool endless = false;
+    const AtShowing<EnfusingProgressDialog> watcher([&](EnfusingProgressDialog& dialog) {
+        modal = dialog.isModal();
+        endless = dialog.progressBar()->maximum() == dialog.progressBar()->minimum();
+        // Neither key nor button ends it while the worker lives.
+        QTest::keyClick(&dialog, Qt::Key_Escape);
+        dialog.close();
+    });
     testing::internal::CaptureStdout();
     fuseFullSize(folder / "result");
     const std::string output = testing::internal::GetCapturedStdout();
-    EXPECT_TRUE(watcher.modal);
-    EXPECT_TRUE(watcher.endless);
+    EXPECT_TRUE(modal);
+    EXPECT_TRUE(endless);
     EXPECT_THAT(linesStartingWith(output, "got save path"),
                 ElementsAre("got save path:  " + (folder / "result.tif").native()));
     const Image result = decodeImage(folder / "result.tif");
@@ -359,7 +353,7 @@ TEST_F(PreviewWindowTest, Row0DoesNothingMore) {
 
 TEST_F(PreviewWindowTest, TheNewestSettingsAreShownLast) {
     loadShots(2);
-    // The tool's result says which settings it was run with.
+    // The tool writes down which settings it runs with.
     replaceFusionTool(R"(
 for word in "$@"; do case $word in --exposure-mu=*) mu=${word#*=} ;; esac; done
 echo $mu >> ')" + (folder / "order").native() +

@@ -1,18 +1,20 @@
-// A batch in the program as a person starts it, with the real folder panel and the installed tools,
-// and what is left when the program is ended meanwhile.
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+// A batch in the program as the user starts it, with the real folder panel and the installed tools,
+// and what is left when the program ends meanwhile.
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
 
 #include "imaging/decoding/ImageDecoder.h"
+#include "support/FusionByHand.h"
 #include "support/Pictures.h"
 #include "support/Program.h"
+#include "support/SettingsFile.h"
 #include "support/TestFolder.h"
 #include "support/Waiting.h"
 
@@ -27,10 +29,8 @@ class BatchProcess : public testing::Test {
     BatchProcess() {
         fs::create_directory(photos());
         // The panel opens where it was last.
-        const fs::path settings = fs::path(std::getenv("XDG_CONFIG_HOME")) / "Lumaweave";
-        fs::create_directories(settings);
-        std::ofstream(settings / "Lumaweave.conf")
-            << "[arrangement]\nbatchFolder=" << photos().native() << "\n";
+        fs::create_directories(settingsFile().parent_path());
+        std::ofstream(settingsFile()) << "[arrangement]\nbatchFolder=" << photos().native() << "\n";
     }
 
     [[nodiscard]] fs::path photos() const { return folder / "photos"; }
@@ -38,11 +38,7 @@ class BatchProcess : public testing::Test {
         return photos() / "Enfused Files" / name;
     }
     [[nodiscard]] std::vector<std::string> results() const {
-        std::vector<std::string> names;
-        for (const auto& entry : fs::directory_iterator(photos() / "Enfused Files"))
-            names.push_back(entry.path().filename().native());
-        std::sort(names.begin(), names.end());
-        return names;
+        return namesIn(photos() / "Enfused Files");
     }
     void makeShots(int count) const {
         for (int i = 1; i <= count; ++i) {
@@ -51,27 +47,22 @@ class BatchProcess : public testing::Test {
         }
     }
     // What the tool makes of the three shots up to this one, with its own defaults.
-    [[nodiscard]] Image fusedByHand(int last) const {
-        const fs::path output = folder / "by hand.tif";
-        std::string line = "enfuse -o '" + output.native() + "'";
+    [[nodiscard]] Image setByHand(int last) const {
+        std::vector<fs::path> files;
         for (int i = last - 2; i <= last; ++i)
-            line += " '" + (photos() / (std::to_string(i) + ".jpg")).native() + "'";
-        EXPECT_EQ(std::system((line + " > /dev/null 2>&1").c_str()), 0);
-        return decodeImage(output);
+            files.push_back(photos() / (std::to_string(i) + ".jpg"));
+        return fusedByHand(files, folder / "by hand.tif");
     }
     // A tool that would run for minutes in the place of the installed one.
     [[nodiscard]] QProcessEnvironment environmentWithEndlessTool() const {
-        const fs::path tool =
-            folder.write("enfuse", "#!/bin/sh\necho tool started\nexec sleep 1000\n");
-        fs::permissions(tool, fs::perms::owner_all);
+        writeScript(folder / "enfuse", "echo tool started\nexec sleep 1000\n");
         QProcessEnvironment environment = environmentWithPerson();
-        environment.insert("PATH", QString::fromStdString(folder.path().native()) + ":" +
-                                       environment.value("PATH"));
+        putOnPath(environment, folder.path());
         return environment;
     }
     // The settings as they are: three shots a set, no alignment.
     static void startBatch(Program& program) {
-        ASSERT_TRUE(program.waitForOutput("person: the window is painted"));
+        ASSERT_TRUE(program.waitForOutput(windowPainted));
         program.tell("choose batchAction");
         program.tell("press Choose Folder…");
         program.tell("press Choose");
@@ -92,7 +83,7 @@ TEST_F(BatchProcess, NineShotsBecomeThreeResults) {
     for (int last = 3; last <= 9; last += 3) {
         const Image fused = decodeImage(result("Enfused - " + std::to_string(last) + ".tif"));
         for (int set = 3; set <= 9; set += 3) {
-            const double difference = differenceBetween(fused, fusedByHand(set)).mean * 255;
+            const double difference = differenceBetween(fused, setByHand(set)).mean * 255;
             if (set == last) {
                 EXPECT_LE(difference, 1) << last;
             } else {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Photographs of every kind on their whole way: loaded, handed to the real tool, fused.
 
 #include <QButtonGroup>
@@ -18,8 +20,12 @@
 #include "sources/SourcesWindow.h"
 #include "stack/SharedState.h"
 #include "stack/WorkingFiles.h"
+#include "support/Colours.h"
 #include "support/FileSizeLimit.h"
 #include "support/FormatFixtures.h"
+#include "support/FusionByHand.h"
+#include "support/PixelFormats.h"
+#include "support/Printed.h"
 #include "support/ProgramFixture.h"
 #include "widgets/ImageView.h"
 
@@ -30,11 +36,6 @@ using namespace test;
 using testing::IsEmpty;
 
 namespace {
-
-constexpr PixelFormat rgb8 = {3, false, SampleType::uint8};
-constexpr PixelFormat rgb16 = {3, false, SampleType::uint16};
-constexpr PixelFormat rgbFloat = {3, false, SampleType::float32};
-constexpr PixelFormat grey8 = {1, false, SampleType::uint8};
 
 constexpr int width = 150;
 constexpr int height = 100;
@@ -70,20 +71,15 @@ void PrintTo(const Kind& kind, std::ostream* stream) {
 }
 
 std::vector<Kind> kinds() {
-    const auto tiff = [](const Image& picture, const fs::path& path) {
-        vipsImage(picture).tiffsave(
-            path.c_str(),
-            vips::VImage::option()->set("compression", VIPS_FOREIGN_TIFF_COMPRESSION_LZW));
-    };
     const auto png = [](const Image& picture, const fs::path& path) {
         vipsImage(picture).pngsave(path.c_str());
     };
     return {
         {"Jpeg", rgb8, [](auto& p, auto& to) { writeJpeg(p, to, {}); }, 4},
         {"Png16", rgb16, png, 0.01},
-        {"Tiff8", rgb8, tiff, 0},
-        {"Tiff16", rgb16, tiff, 0},
-        {"TiffFloat", rgbFloat, tiff, 0},
+        {"Tiff8", rgb8, saveCompressedTiff, 0},
+        {"Tiff16", rgb16, saveCompressedTiff, 0},
+        {"TiffFloat", rgbFloat, saveCompressedTiff, 0},
         {"Webp", rgb8,
          [](auto& p, auto& to) {
              vipsImage(p).webpsave(to.c_str(), vips::VImage::option()->set("lossless", true));
@@ -114,16 +110,13 @@ INSTANTIATE_TEST_SUITE_P(All, FormatFusion, testing::ValuesIn(kinds()),
                          [](const auto& kind) { return std::string(kind.param.name); });
 
 // Runs an echoed line on other inputs, into another file.
-Image fuseByHand(std::string line, const std::vector<fs::path>& inputs, const fs::path& output) {
+Image fusedFrom(const std::string& line, const std::vector<fs::path>& inputs,
+                const fs::path& output) {
     const std::vector<std::string> parts = quotedParts(line);
-    const auto replace = [&line](const std::string& from, const fs::path& to) {
-        line.replace(line.find(from), from.size(), to.native());
-    };
-    replace(parts.at(1), output);
+    OtherNames names = {{parts.at(1), output}};
     for (std::size_t i = 0; i < inputs.size(); ++i)
-        replace(parts.at(2 + i), inputs[i]);
-    EXPECT_EQ(std::system((line + " > /dev/null 2>&1").c_str()), 0);
-    return decodeImage(output);
+        names.emplace_back(parts.at(2 + i), inputs[i]);
+    return fusedByHand(line, names);
 }
 
 }  // namespace
@@ -143,17 +136,13 @@ TEST_P(FormatFusion, TwoShotsFuseToTheRightPixels) {
         EXPECT_LE(differenceBetween(*copy, i == 0 ? dark : light).largest * 255, kind.tolerance);
     }
     const fs::path result = folder / "fused.tif";
-    testing::internal::CaptureStdout();
-    fuseFullSize(result);
-    std::string line;
-    for (const std::string& echoed :
-         linesStartingWith(testing::internal::GetCapturedStdout(), "\"")) {
-        if (echoed.find(result.native()) != std::string::npos) line = echoed;
-    }
+    const auto commands =
+        echoedCommands(printedWhile([&result] { fuseFullSize(result); }), result.native());
+    ASSERT_FALSE(commands.empty());
     const std::vector<fs::path> references = {folder / "a.tif", folder / "b.tif"};
     ASSERT_TRUE(writeTiff(dark, references[0], Write::plain));
     ASSERT_TRUE(writeTiff(light, references[1], Write::plain));
-    const Image expected = fuseByHand(line, references, folder / "expected.tif");
+    const Image expected = fusedFrom(commands.back(), references, folder / "expected.tif");
     const Image fused = decodeImage(result);
     ASSERT_FALSE(expected.isNull());
     EXPECT_EQ(fused.format(), expected.format());
@@ -215,16 +204,12 @@ class MixedStack : public ProgramTest {
     static void expectColour(const Image& fused, const std::array<double, 3>& colour,
                              double tolerance) {
         ASSERT_FALSE(fused.isNull());
-        const QImage screen = fused.toScreen();
-        const QColor middle = screen.pixelColor(screen.rect().center());
-        EXPECT_NEAR(middle.red(), colour[0] * 255, tolerance);
-        EXPECT_NEAR(middle.green(), colour[1] * 255, tolerance);
-        EXPECT_NEAR(middle.blue(), colour[2] * 255, tolerance);
+        const QColor middle = middleOf(fused.toScreen());
+        EXPECT_THAT(middle, isNear(levelsOf(colour), tolerance));
         EXPECT_EQ(middle.alpha(), 255);
     }
     static Image patch(const PixelFormat& format, const std::array<double, 3>& colour) {
-        return makeImage(width, height, format,
-                         [&](int, int, int s) { return colour[static_cast<std::size_t>(s)]; });
+        return plainPicture(width, height, colour, format);
     }
     fs::path save(const Image& image, const char* name) const {
         EXPECT_TRUE(writeTiff(image, folder / name, Write::plain));
@@ -255,7 +240,7 @@ TEST_F(MixedStack, OfGreyAndColoursWithoutProfiles) {
 }
 
 TEST_F(MixedStack, OfGreyAndColoursWithProfilesOfTheirOwn) {
-    // What the grey shows, told by its profile, in the space of the shot in colours.
+    // What the grey shows by its profile, in the space of the shot in colours.
     const double stored = 0.55;
     const double light = std::pow(stored, 1.8);
     const double inAdobe = std::pow(light, 1 / adobeRgbSpace.gamma);
@@ -284,9 +269,8 @@ TEST_F(MixedStack, OfColoursWithDifferentProfiles) {
         const Image fused = fuse(a, b, 1);
         EXPECT_EQ(fused.colourProfile(), adobeFirst ? profileOf(adobeRgbSpace) : QByteArray());
         expectColour(fused, inSrgb(adobeRgbSpace, colour), 1);
-        const QImage shown = windows->previewWindow()->enfusedView()->image();
-        EXPECT_NEAR(shown.pixelColor(shown.rect().center()).redF(),
-                    inSrgb(adobeRgbSpace, colour)[0], 0.005);
+        const QColor shown = middleOf(windows->previewWindow()->enfusedView()->image());
+        EXPECT_NEAR(shown.redF(), inSrgb(adobeRgbSpace, colour)[0], 0.005);
         windows->sourcesWindow()->clearAllCellsAction(nullptr);
         EXPECT_TRUE(waitForBackgroundTasks());
         fs::remove(folder / "fused1.tif");
@@ -343,16 +327,16 @@ TEST_F(MixedStack, FloatsAreFusedIntoIntegersAsTheyAre) {
             [](int x, int, int s) { return s == 3 ? 1 : 0.3 + 0.3 * x / width + 0.02 * s; });
         // The pyramid rounds; half a level of the type comes from the integers.
         EXPECT_LE(differenceBetween(fused, opaque).largest, row == 0 ? 0.51 / 255 : 1e-3);
-        const QImage shown = windows->previewWindow()->enfusedView()->image();
-        EXPECT_EQ(shown.pixelColor(shown.rect().center()).alpha(), 255);
-        EXPECT_NEAR(shown.pixelColor(shown.rect().center()).redF(), 0.45F, 0.01F);
+        const QColor shown = middleOf(windows->previewWindow()->enfusedView()->image());
+        EXPECT_EQ(shown.alpha(), 255);
+        EXPECT_NEAR(shown.redF(), 0.45F, 0.01F);
         windows->sourcesWindow()->clearAllCellsAction(nullptr);
         EXPECT_TRUE(waitForBackgroundTasks());
     }
 }
 
 TEST_F(MixedStack, AnEarlierFileThatAFailedRunHasNotTouchedIsNotTurned) {
-    // A name of which the run does not take away the earlier file beforehand.
+    // The run does not remove an earlier file of this name beforehand.
     const fs::path earlier = save(patch(rgbFloat, colour), "結果.tif");
     const std::string before = readFile(earlier);
     dropAndWait({save(patch(rgbFloat, colour), "a.tif"), save(patch(rgbFloat, colour), "b.tif")});

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Shots and results in windows of their own, in the whole program with the real fusion tool.
 
 #include <QAction>
@@ -13,7 +15,6 @@
 
 #include "app/ProgramRun.h"
 #include "imaging/decoding/ImageDecoder.h"
-#include "imaging/formats/VipsLibrary.h"
 #include "platform/Threads.h"
 #include "preview/OutputImageWindow.h"
 #include "preview/PreviewWindow.h"
@@ -23,8 +24,12 @@
 #include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
 #include "stack/SharedState.h"
+#include "support/AlertTexts.h"
+#include "support/Colours.h"
 #include "support/FakeTools.h"
+#include "support/FormatFixtures.h"
 #include "support/ProgramFixture.h"
+#include "support/ShownWindow.h"
 #include "widgets/ZoomView.h"
 
 namespace lumaweave {
@@ -36,21 +41,6 @@ using testing::SizeIs;
 
 namespace {
 
-constexpr auto unreadable =
-    "Enfuse was not able to generate an image.  Check the Console log for details, but sometimes "
-    "this happens when the source TIFF files are corrupt or not all the same format.  Opening the "
-    "images in Photoshop and re-saving usually fixes this problem (do a Save As...).";
-
-template <typename Window>
-QList<Window*> openWindows() {
-    QList<Window*> windows;
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        auto* window = qobject_cast<Window*>(widget);
-        if (window != nullptr && window->isVisible()) windows << window;
-    }
-    return windows;
-}
-
 // What the view shows at 1:1, as far as it is visible, from the picture's top left.
 QImage shownPixels(ZoomView& view) {
     view.zoomToActualSize();
@@ -59,8 +49,7 @@ QImage shownPixels(ZoomView& view) {
 }
 
 QColor shownColour(ZoomView& view) {
-    const QImage pixels = shownPixels(view);
-    return pixels.pixelColor(pixels.rect().center());
+    return middleOf(shownPixels(view));
 }
 
 }  // namespace
@@ -83,18 +72,8 @@ class PictureWindowsTest : public ProgramTest {
     }
     QPointer<SourceImageWindow> clickShot(int index) {
         QTest::mouseClick(cell(index).cellImageView(), Qt::LeftButton);
-        const auto open = openWindows<SourceImageWindow>();
+        const auto open = shownWindows<SourceImageWindow>();
         return open.isEmpty() ? nullptr : open.back();
-    }
-    // Two equal shots of one colour fuse to that colour.
-    void loadPatches(const vips::VImage& patch) {
-        for (const char* name : {"a.tif", "b.tif"})
-            patch.tiffsave((folder / name).c_str());
-        dropAndWait({folder / "a.tif", folder / "b.tif"});
-    }
-    void chooseDepth(int row) {
-        windows->settingsPanel()->outputDepthMatrix()->button(row)->click();
-        EXPECT_TRUE(waitForBackgroundTasks());
     }
 
     PreviewWindow& preview;
@@ -130,10 +109,10 @@ TEST_F(PictureWindowsTest, WithoutAResultThereIsAnAlertAndNoWindow) {
     for (const char* tool : {fail, writeNothing}) {
         replaceFusionTool(tool);
         EXPECT_TRUE(fuseAndShow("result.tif").isNull());
-        // Behind what the metadata's carrier has to say.
-        EXPECT_EQ(alerts.count(unreadable), 1);
-        EXPECT_EQ(alerts.texts().back(), unreadable);
-        EXPECT_THAT(openWindows<OutputImageWindow>(), IsEmpty());
+        // It comes after the alert about the metadata.
+        EXPECT_EQ(alerts.count(resultNotShown), 1);
+        EXPECT_EQ(alerts.texts().back(), resultNotShown);
+        EXPECT_THAT(shownWindows<OutputImageWindow>(), IsEmpty());
         alerts.forget();
     }
     EXPECT_EQ(log.count("OutputImageWindow : image == nil"), 2);
@@ -144,7 +123,7 @@ TEST_F(PictureWindowsTest, HalfAResultIsAnAlertToo) {
     chooseToShowTheResult();
     replaceFusionTool(std::string(takeArguments) + leaveHalfAFile);
     EXPECT_TRUE(fuseAndShow("result.tif").isNull());
-    EXPECT_EQ(alerts.count(unreadable), 1);
+    EXPECT_EQ(alerts.count(resultNotShown), 1);
 }
 
 TEST_F(PictureWindowsTest, EveryFusionOpensAWindowOfItsOwn) {
@@ -158,7 +137,7 @@ TEST_F(PictureWindowsTest, EveryFusionOpensAWindowOfItsOwn) {
     EXPECT_EQ(second->windowTitle(), "two.tif");
     EXPECT_EQ(preview.outputImageWindow(), second);
     second->close();
-    EXPECT_TRUE(waitUntil([&second] { return second.isNull(); }));
+    EXPECT_TRUE(waitUntilGone(second));
     EXPECT_EQ(preview.outputImageWindow(), nullptr);
     EXPECT_TRUE(first->isVisible());
 }
@@ -166,40 +145,28 @@ TEST_F(PictureWindowsTest, EveryFusionOpensAWindowOfItsOwn) {
 TEST_F(PictureWindowsTest, TheOtherChoicesOpenNoWindow) {
     dropAndWait(makeBracket(folder.path(), 300, 200, 2));
     fuseFullSize(folder / "result.tif");
-    EXPECT_THAT(openWindows<OutputImageWindow>(), IsEmpty());
+    EXPECT_THAT(shownWindows<OutputImageWindow>(), IsEmpty());
     EXPECT_EQ(preview.outputImageWindow(), nullptr);
 }
 
+// Two equal shots of one colour fuse to that colour.
 TEST_F(PictureWindowsTest, TheResultsColoursAreRightAtEveryDepth) {
-    const double colour[] = {0.78, 0.47, 0.24};
-    loadPatches(vipsImage(makeImage(300, 200, {}, [&](int, int, int s) { return colour[s]; })));
+    dropTwoOf(plainPicture(300, 200, std::array{0.78, 0.47, 0.24}));
     chooseToShowTheResult();
     for (int row = 0; row < 3; ++row) {
         chooseDepth(row);
         const auto window = fuseAndShow("depth.tif");
         ASSERT_FALSE(window.isNull());
-        const QColor shown = shownColour(*window->theView());
-        EXPECT_NEAR(shown.red(), 199, 1) << row;
-        EXPECT_NEAR(shown.green(), 120, 1) << row;
-        EXPECT_NEAR(shown.blue(), 61, 1) << row;
+        EXPECT_THAT(shownColour(*window->theView()), isNear({199, 120, 61}, 1)) << row;
         window->close();
     }
 }
 
 TEST_F(PictureWindowsTest, AWideColourProfileIsConvertedAtEveryDepth) {
-    const double colour[] = {0.78, 0.47, 0.24};
-    vips::VImage patch =
-        vipsImage(makeImage(300, 200, {}, [&](int, int, int s) { return colour[s]; }));
-    VipsBlob* profile = nullptr;
-    ASSERT_EQ(vips_profile_load("p3", &profile, nullptr), 0);
-    std::size_t size = 0;
-    const void* bytes = vips_blob_get(profile, &size);
-    patch.set(VIPS_META_ICC_NAME, nullptr, const_cast<void*>(bytes), size);
-    const std::vector<double> expected =
-        patch.icc_transform("srgb", vips::VImage::option()->set("embedded", true)).getpoint(9, 9);
+    const std::array<double, 3> colour = {0.78, 0.47, 0.24};
+    const std::array<double, 3> expected = levelsOf(inSrgb(displayP3Space, colour));
     EXPECT_GT(std::abs(expected[0] - 199), 4) << "the profile makes a difference";
-    loadPatches(patch);
-    vips_area_unref(VIPS_AREA(profile));
+    dropTwoOf(withProfile(plainPicture(300, 200, colour), profileOf(displayP3Space)));
     chooseToShowTheResult();
     for (int row = 0; row < 3; ++row) {
         chooseDepth(row);
@@ -208,10 +175,7 @@ TEST_F(PictureWindowsTest, AWideColourProfileIsConvertedAtEveryDepth) {
         const auto shot = clickShot(0);
         ASSERT_FALSE(shot.isNull());
         for (ZoomView* view : {window->theView(), shot->theView()}) {
-            const QColor shown = shownColour(*view);
-            EXPECT_NEAR(shown.red(), expected[0], 2) << row;
-            EXPECT_NEAR(shown.green(), expected[1], 2) << row;
-            EXPECT_NEAR(shown.blue(), expected[2], 2) << row;
+            EXPECT_THAT(shownColour(*view), isNear(expected, 2)) << row;
         }
         window->close();
         shot->close();
@@ -244,9 +208,9 @@ TEST_F(PictureWindowsTest, AClickOnAnEmptyCellOrWithAnotherButtonDoesNothing) {
     dropAndWait(makeBracket(folder.path(), 300, 200, 1));
     EXPECT_TRUE(clickShot(1).isNull());
     QTest::mouseClick(cell(0).cellImageView(), Qt::RightButton);
-    EXPECT_THAT(openWindows<SourceImageWindow>(), IsEmpty());
+    EXPECT_THAT(shownWindows<SourceImageWindow>(), IsEmpty());
     cell(0).showSourceFullSizeAction(nullptr);
-    EXPECT_THAT(openWindows<SourceImageWindow>(), IsEmpty());
+    EXPECT_THAT(shownWindows<SourceImageWindow>(), IsEmpty());
     cell(0).removeCellAction(nullptr);
     EXPECT_TRUE(clickShot(0).isNull());
 }
@@ -256,7 +220,7 @@ TEST_F(PictureWindowsTest, TheNumberOfClicksIsNotAskedFor) {
     // A double click is a press and, instead of the second press, this.
     QTest::mouseClick(cell(0).cellImageView(), Qt::LeftButton);
     QTest::mouseDClick(cell(0).cellImageView(), Qt::LeftButton);
-    EXPECT_THAT(openWindows<SourceImageWindow>(), SizeIs(2));
+    EXPECT_THAT(shownWindows<SourceImageWindow>(), SizeIs(2));
 }
 
 TEST_F(PictureWindowsTest, AShotsWindowOutlivesItsCellsContents) {
@@ -294,8 +258,8 @@ class QuittingTest : public PictureWindowsTest {
         chooseToShowTheResult();
         result = fuseAndShow("result.tif");
         shot = clickShot(0);
-        EXPECT_THAT(openWindows<QWidget>(), testing::Contains(result.data()));
-        EXPECT_THAT(openWindows<QWidget>(), testing::Contains(shot.data()));
+        EXPECT_THAT(shownWindows<QWidget>(), testing::Contains(result.data()));
+        EXPECT_THAT(shownWindows<QWidget>(), testing::Contains(shot.data()));
     }
     static int runProgramUntilItEnds() {
         QApplication::setQuitOnLastWindowClosed(true);

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Settings over a restart: what one program saves, the next one has.
 
 #include <gmock/gmock.h>
@@ -9,6 +11,7 @@
 #include "align/AlignSettings.h"
 #include "support/Pictures.h"
 #include "support/Program.h"
+#include "support/SettingsFile.h"
 #include "support/TestFolder.h"
 #include "support/Waiting.h"
 
@@ -23,15 +26,15 @@ class PreferencesProcessTest : public testing::Test {
   protected:
     PreferencesProcessTest() { fs::create_directories(file.parent_path()); }
 
-    // Has the value at the key, as it is written in the file.
+    // Whether the file has this line.
     [[nodiscard]] bool fileHas(const std::string& line) const {
         return ('\n' + readFile(file)).find('\n' + line + '\n') != std::string::npos;
     }
-    // Starts the program, waits until its window stands, has the person click a control, waits
-    // until that is saved, and closes the program.
+    // Starts the program, waits for its window, clicks a control as the user, waits until that is
+    // saved, and closes the program.
     void startAndClick(const std::string& control, const std::string& savedLine) const {
         Program program({}, environmentWithPerson());
-        ASSERT_TRUE(program.waitForOutput("person: the window is painted"));
+        ASSERT_TRUE(program.waitForOutput(windowPainted));
         program.tell("click " + control);
         EXPECT_TRUE(waitUntil([&] { return fileHas(savedLine); })) << savedLine;
         program.tell("close");
@@ -39,7 +42,7 @@ class PreferencesProcessTest : public testing::Test {
     }
 
     const TestFolder folder;
-    const fs::path file = QSettings().fileName().toStdString();
+    const fs::path file = settingsFile();
 };
 
 TEST_F(PreferencesProcessTest, WhatOneStartSavesTheNextOneHas) {
@@ -102,7 +105,7 @@ TEST_F(PreferencesProcessTest, AProgramWithoutAUsableSettingsFileRuns) {
     fs::remove_all(file.parent_path());
     std::ofstream(file.parent_path()) << "in the way";
     Program program({}, environmentWithPerson());
-    ASSERT_TRUE(program.waitForOutput("person: the window is painted"));
+    ASSERT_TRUE(program.waitForOutput(windowPainted));
     program.tell("click hardMaskButton");
     program.tell("close");
     EXPECT_TRUE(program.waitForEnd());

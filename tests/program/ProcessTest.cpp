@@ -1,4 +1,6 @@
-// The program as a process of its own, as a person starts it.
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+// The program as a process of its own, as the user starts it.
 
 #include <gmock/gmock.h>
 
@@ -63,24 +65,18 @@ TEST(Process, ACommaLocaleChangesNoCommandLine) {
 // A tool that would run for minutes.
 TEST(Process, BeingAskedToEndEndsTheToolAndRemovesTheWorkingFolder) {
     const TestFolder folder;
-    const fs::path tool =
-        folder.write("enfuse", "#!/bin/sh\necho $$ > '" + (folder / "pid").native() +
-                                   "'\necho started\nexec sleep 1000\n");
-    fs::permissions(tool, fs::perms::owner_all);
+    writeScript(folder / "enfuse",
+                "echo $$ > '" + (folder / "pid").native() + "'\necho started\nexec sleep 1000\n");
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(
-        "PATH", QString::fromStdString(folder.path().native()) + ":" + environment.value("PATH"));
+    putOnPath(environment, folder.path());
     const std::set<fs::path> before = workingFolders();
     Program program(makeBracket(folder.path(), 120, 80, 2), environment);
     ASSERT_TRUE(program.waitForOutput("started"));
     EXPECT_EQ(workingFolders().size(), before.size() + 1);
     program.process().terminate();
-    EXPECT_TRUE(waitUntil([&] { return program.process().state() == QProcess::NotRunning; }));
-    EXPECT_EQ(program.process().exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(program.process().exitCode(), 0);
+    EXPECT_TRUE(program.waitForEnd());
     EXPECT_EQ(workingFolders(), before);
-    const fs::path running = "/proc/" + std::to_string(std::stoi(readFile(folder / "pid")));
-    EXPECT_TRUE(waitUntil([&] { return !fs::exists(running); })) << "the tool has ended";
+    EXPECT_TRUE(waitUntilProcessEnds(std::stoi(readFile(folder / "pid")))) << "the tool has ended";
 }
 
 TEST(Process, BeingAskedToEndWhileASheetIsUpEndsTheProgram) {
@@ -89,8 +85,7 @@ TEST(Process, BeingAskedToEndWhileASheetIsUpEndsTheProgram) {
     // The alert about it is up, and the sheet below it.
     ASSERT_TRUE(program.waitForOutput("Assign file to cell..."));
     program.process().terminate();
-    EXPECT_TRUE(waitUntil([&] { return program.process().state() == QProcess::NotRunning; }));
-    EXPECT_EQ(program.process().exitCode(), 0);
+    EXPECT_TRUE(program.waitForEnd());
 }
 
 TEST(Process, TwoProgramsDoNotTouchEachOthersWorkingFiles) {

@@ -1,4 +1,6 @@
-// Hostile files and the reader as a person meets them: one alert, and the program goes on.
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+// Hostile files and the reader as the user meets them: one alert, and the program goes on.
 
 #include <gmock/gmock.h>
 
@@ -12,8 +14,8 @@
 #include "platform/WorkingFolder.h"
 #include "sources/SourceCellViewController.h"
 #include "stack/SharedState.h"
+#include "support/AlertTexts.h"
 #include "support/ExifTool.h"
-#include "support/FakeTools.h"
 #include "support/HostileFiles.h"
 #include "support/Program.h"
 #include "support/ProgramFixture.h"
@@ -33,7 +35,7 @@ class ReaderTest : public ProgramTest {
         auto files = makeBracket(folder.path(), 60, 40, 2);
         files.insert(files.begin() + 1, bad);
         dropAndWait(files);
-        EXPECT_THAT(alerts.texts(), ElementsAre("Unrecognized image file type!"));
+        EXPECT_THAT(alerts.texts(), ElementsAre(unrecognizedFile));
         EXPECT_THAT(log.lines(), Contains(HasSubstr(reason)));
         EXPECT_FALSE(cell(1).theImage().isNull());
         EXPECT_TRUE(cell(2).theImage().isNull());
@@ -55,7 +57,7 @@ TEST_F(ReaderTest, WithoutAReaderAShotIsFusedWithoutItsMetadata) {
     const auto files = makeBracket(folder.path(), 60, 40, 2);
     for (const fs::path& file : files)
         ASSERT_TRUE(writeTags(file, {"-EXIF:Artist=A. Person"}));
-    replaceFusionTool(std::string(takeArguments) + copyLastInput);
+    copyWithTool();
     dropAndWait(files);
     fuseFullSize(folder / "with.tif");
     EXPECT_EQ(exifToolTags(folder / "with.tif").at("IFD0:Artist"), "A. Person");
@@ -75,7 +77,7 @@ std::vector<pid_t> processesWith(const std::string& words) {
         const std::string name = entry.path().filename();
         if (name.find_first_not_of("0123456789") != std::string::npos) continue;
         std::ifstream file(entry.path() / "cmdline");
-        // By getline, which takes it that a process goes while it is looked at.
+        // By getline: the process may end while we read.
         std::string line;
         std::getline(file, line);
         if (line.find("lumaweave-reader") != std::string::npos &&
@@ -103,11 +105,11 @@ std::optional<long> workOf(pid_t process) {
 
 }  // namespace
 
-// The picture keeps the reader busy for as long as it may be.
+// The picture keeps the reader busy until its time is up.
 class ReaderOfProgramTest : public testing::Test {
   protected:
     ReaderOfProgramTest() : program({busy}) {}
-    // The reader at work, when it has been seen to be.
+    // The reader, once it is seen at work.
     pid_t reader() {
         pid_t process = 0;
         EXPECT_TRUE(waitUntil([&] {
@@ -117,7 +119,7 @@ class ReaderOfProgramTest : public testing::Test {
         }));
         return process;
     }
-    // Well before the time is over that it may work for.
+    // Well before its time is up.
     static void expectToGoAtOnce(pid_t process) {
         long work = 0;
         EXPECT_TRUE(waitUntil([&] {
@@ -129,7 +131,7 @@ class ReaderOfProgramTest : public testing::Test {
     }
 
     TestFolder folder;
-    // A little more than is decoded in the program itself.
+    // A little more than the program itself decodes.
     const fs::path busy = folder.write("busy.jpg", jpegOfManyScans(9000, 9000));
     Program program;
 };

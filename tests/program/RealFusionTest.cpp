@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The whole program with the real fusion tool.
 
 #include <QButtonGroup>
@@ -20,7 +22,10 @@
 #include "sources/SourcesWindow.h"
 #include "stack/SharedState.h"
 #include "stack/WorkingFiles.h"
+#include "support/Colours.h"
 #include "support/FormatFixtures.h"
+#include "support/FusionByHand.h"
+#include "support/Printed.h"
 #include "support/ProgramFixture.h"
 #include "widgets/ImageView.h"
 
@@ -35,12 +40,7 @@ namespace {
 constexpr SampleType typesOfRows[] = {SampleType::uint8, SampleType::uint16, SampleType::float32};
 
 std::vector<fs::path> sampleBracket() {
-    std::vector<fs::path> files;
-    for (int i = 1; i <= 5; ++i) {
-        files.push_back(fs::path(LUMAWEAVE_SOURCE_FOLDER) / "samples/bracket" /
-                        ("window-" + std::to_string(i) + ".jpg"));
-    }
-    return files;
+    return {sampleShot(1), sampleShot(2), sampleShot(3), sampleShot(4), sampleShot(5)};
 }
 
 }  // namespace
@@ -49,27 +49,13 @@ class RealFusionTest : public ProgramTest {
   protected:
     RealFusionTest() : preview(*windows->previewWindow()) {}
 
-    void chooseDepth(int row) {
-        windows->settingsPanel()->outputDepthMatrix()->button(row)->click();
-        EXPECT_TRUE(waitForBackgroundTasks());
+    // The same command with another output file.
+    [[nodiscard]] Image fusedAnew(const std::string& command, const fs::path& output) const {
+        return fusedByHand(command, OtherNames{{output, folder / "by hand.tif"}});
     }
-    // Runs the adapter by hand: the same line with another output file.
-    Image fuseByHand(const std::string& echoed, const fs::path& programsOutput) {
-        const fs::path byHand = folder / "by hand.tif";
-        std::string command = echoed;
-        const std::size_t at = command.find(programsOutput.native());
-        command.replace(at, programsOutput.native().size(), byHand.native());
-        EXPECT_EQ(std::system((command + " > /dev/null 2>&1").c_str()), 0);
-        return decodeImage(byHand);
-    }
-    std::string echoOf(const std::function<void()>& action, const char* output) {
-        testing::internal::CaptureStdout();
-        action();
-        for (const std::string& line :
-             linesStartingWith(testing::internal::GetCapturedStdout(), "\"")) {
-            if (line.find(output) != std::string::npos) return line;
-        }
-        return {};
+    static std::string echoOf(const std::function<void()>& action, const char* output) {
+        const auto commands = echoedCommands(printedWhile(action), output);
+        return commands.empty() ? std::string() : commands.front();
     }
 
     PreviewWindow& preview;
@@ -86,7 +72,7 @@ TEST_F(RealFusionTest, TheSampleIsFusedAtEveryDepthAsByHand) {
         const fs::path result = folder / ("depth" + std::to_string(row) + ".tif");
         const std::string echoed = echoOf([&] { fuseFullSize(result); }, result.c_str());
         const Image fused = decodeImage(result);
-        const Image byHand = fuseByHand(echoed, result);
+        const Image byHand = fusedAnew(echoed, result);
         ASSERT_EQ(fused.size(), QSizeF(1920, 1280));
         EXPECT_EQ(fused.format().type, typesOfRows[row]);
         // At 8 and 16 bit the tool dithers with a new seed every run: one step of that depth.
@@ -96,8 +82,8 @@ TEST_F(RealFusionTest, TheSampleIsFusedAtEveryDepthAsByHand) {
     EXPECT_THAT(alerts.texts(), IsEmpty());
 }
 
-// Fusing small and shrinking are not the same: the pyramid has fewer levels. Far less than a
-// difference that an eye would see.
+// Fusing small and shrinking are not the same: the pyramid has fewer levels. But no eye sees the
+// difference.
 class PreviewTruthTest : public RealFusionTest {
   protected:
     void expectTruth(const std::vector<fs::path>& files, int depthRow) {
@@ -170,29 +156,22 @@ TEST_F(RealFusionTest, TheDetailIsTheFullSizeFusionOfItsCrops) {
                               preview.enfusedView()->rect().center());
         },
         "EnfusedDetail.tif");
-    const Image byHand = fuseByHand(echoed, enfusedDetailFile());
+    const Image byHand = fusedAnew(echoed, enfusedDetailFile());
     EXPECT_EQ(differenceBetween(decodeImage(enfusedDetailFile()), byHand).largest, 0);
     EXPECT_EQ(preview.detailView()->image(), byHand.toScreen());
 }
 
-// Two equal shots of one colour fuse to that colour: what is shown must be it, at every depth.
+// Two equal shots of one colour fuse to that colour: the screen shows it, at every depth.
 TEST_F(RealFusionTest, ColoursAreRightOnScreenAtEveryDepth) {
-    const double colour[] = {0.78, 0.47, 0.24};
-    const Image patch = makeImage(300, 200, {}, [&](int, int, int s) { return colour[s]; });
-    saveImage(patch, folder / "a.tif");
-    saveImage(patch, folder / "b.tif");
-    dropAndWait({folder / "a.tif", folder / "b.tif"});
+    dropTwoOf(plainPicture(300, 200, std::array{0.78, 0.47, 0.24}));
     preview.mouseDown(QPointF(preview.rect().center()));
     QTest::mouseClick(preview.enfusedView(), Qt::LeftButton, {},
                       preview.enfusedView()->rect().center());
     for (int row = 0; row < 3; ++row) {
         chooseDepth(row);
         for (const ImageView* view : {preview.enfusedView(), preview.detailView()}) {
-            const QImage shown = view->image();
-            const QColor middle = shown.pixelColor(shown.rect().center());
-            EXPECT_NEAR(middle.red(), 199, 1) << view->objectName().toStdString() << row;
-            EXPECT_NEAR(middle.green(), 120, 1) << view->objectName().toStdString() << row;
-            EXPECT_NEAR(middle.blue(), 61, 1) << view->objectName().toStdString() << row;
+            EXPECT_THAT(middleOf(view->image()), isNear({199, 120, 61}, 1))
+                << view->objectName().toStdString() << row;
         }
     }
 }
@@ -200,31 +179,15 @@ TEST_F(RealFusionTest, ColoursAreRightOnScreenAtEveryDepth) {
 // The same patch, described by a wide profile: the numbers in the files differ from those on
 // screen.
 TEST_F(RealFusionTest, AWideColourProfileIsKeptAndConvertedForTheScreen) {
-    const double colour[] = {0.78, 0.47, 0.24};
-    vips::VImage patch =
-        vipsImage(makeImage(300, 200, {}, [&](int, int, int s) { return colour[s]; }));
-    VipsBlob* profile = nullptr;
-    ASSERT_EQ(vips_profile_load("p3", &profile, nullptr), 0);
-    std::size_t size = 0;
-    const void* bytes = vips_blob_get(profile, &size);
-    patch.set(VIPS_META_ICC_NAME, nullptr, const_cast<void*>(bytes), size);
-    for (const char* name : {"a.tif", "b.tif"})
-        patch.tiffsave((folder / name).c_str());
-    dropAndWait({folder / "a.tif", folder / "b.tif"});
-    const vips::VImage converted =
-        patch.icc_transform("srgb", vips::VImage::option()->set("embedded", true));
-    const std::vector<double> expected = converted.getpoint(10, 10);
+    const std::array<double, 3> colour = {0.78, 0.47, 0.24};
+    const std::array<double, 3> expected = levelsOf(inSrgb(displayP3Space, colour));
+    dropTwoOf(withProfile(plainPicture(300, 200, colour), profileOf(displayP3Space)));
     for (int row = 0; row < 3; ++row) {
         chooseDepth(row);
         EXPECT_FALSE(preview.enfuseImage().colourProfile().isEmpty());
-        const QImage shown = preview.enfusedView()->image();
-        const QColor middle = shown.pixelColor(shown.rect().center());
-        EXPECT_NEAR(middle.red(), expected[0], 2);
-        EXPECT_NEAR(middle.green(), expected[1], 2);
-        EXPECT_NEAR(middle.blue(), expected[2], 2);
+        EXPECT_THAT(middleOf(preview.enfusedView()->image()), isNear(expected, 2));
     }
     EXPECT_GT(std::abs(expected[0] - 199), 4) << "the profile makes a difference";
-    vips_area_unref(VIPS_AREA(profile));
 }
 
 TEST_F(RealFusionTest, EverySwitchRuns) {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The program on displays that name a colour profile.
 
 #include <gtest/gtest.h>
@@ -6,6 +8,7 @@
 
 #include "support/FormatFixtures.h"
 #include "support/Pictures.h"
+#include "support/PixelFormats.h"
 #include "support/Program.h"
 #include "support/TestFolder.h"
 #include "support/VirtualDisplay.h"
@@ -44,11 +47,7 @@ class ScreenColours : public testing::Test {
         environment.insert("DISPLAY", QString::fromStdString(display.name()));
         std::vector<fs::path> shots;
         for (const char* name : {"a.tif", "b.tif"}) {
-            saveImage(makeImage(300, 200, {3, false, SampleType::uint16},
-                                [this](int, int, int s) {
-                                    return inSrgbItself[static_cast<std::size_t>(s)];
-                                }),
-                      folder / name);
+            saveImage(plainPicture(300, 200, inSrgbItself, rgb16), folder / name);
             shots.push_back(folder / name);
         }
         Program program(shots, environment);

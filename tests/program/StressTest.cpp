@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Everything at once: settings change, shots are switched and removed, the window resizes and
 // clicks land while fusions run. What counts is that nothing hangs, crashes or races (the sanitised
 // suites run it too), and that the last state is the one on the screen.
@@ -15,7 +17,7 @@
 #include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
 #include "stack/SharedState.h"
-#include "support/FakeTools.h"
+#include "support/AlertTexts.h"
 #include "support/ProgramFixture.h"
 #include "widgets/FloatSlider.h"
 #include "widgets/ImageView.h"
@@ -58,7 +60,7 @@ class StressTest : public ProgramTest {
                                   QPoint(static_cast<int>(random() % 600), 100));
                 break;
             default:
-                // One more than sixteen would leave the sheet for a person to dismiss.
+                // One more than sixteen would leave the sheet for the user to dismiss.
                 if (gNumSourceImages < sourceCellCount) {
                     windows->openFiles({shots_[static_cast<std::size_t>(index)]});
                 }
@@ -81,7 +83,7 @@ class StressTest : public ProgramTest {
 };
 
 TEST_F(StressTest, WithAQuickTool) {
-    replaceFusionTool(std::string(takeArguments) + copyLastInput);
+    copyWithTool();
     stress(150);
     int filled = 0;
     for (int i = 0; i < sourceCellCount; ++i) {
@@ -89,9 +91,8 @@ TEST_F(StressTest, WithAQuickTool) {
         EXPECT_EQ(cell(i).urlToImageFile().empty(), cell(i).theImage().isNull()) << i;
     }
     EXPECT_EQ(gNumSourceImages, filled);
-    // With fewer than two shots in use there may be no preview to find; nothing else may be told.
-    EXPECT_THAT(alerts.texts(),
-                testing::Each("doEnfusePreviewOnThread : enfused preview file was not found!"));
+    // With fewer than two shots in use there may be no preview to find; no other alert may come.
+    EXPECT_THAT(alerts.texts(), testing::Each(previewNotFound));
 }
 
 TEST_F(StressTest, WithTheRealToolTheLastStateIsShown) {
@@ -104,8 +105,8 @@ TEST_F(StressTest, WithTheRealToolTheLastStateIsShown) {
               fittedPixels({240, 160}, windows->previewWindow()->enfusedView()->size()));
 }
 
-// Fewer than two enabled shots are no reason for a preview; two whose copies are being rewritten
-// are none for an alert.
+// Fewer than two enabled shots start no preview; two whose copies are being rewritten raise no
+// alert.
 TEST_F(StressTest, ResizingWhileFusingRaisesNoAlert) {
     dropAndWait(makeBracket(folder.path(), 240, 160, 4));
     for (int i = 0; i < 10; ++i) {

@@ -1,4 +1,6 @@
-// The update check as a person meets it: the real program, started anew each time.
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+// The update check as the user meets it: the real program, started anew each time.
 
 #include <gmock/gmock.h>
 
@@ -20,8 +22,6 @@ using testing::Not;
 
 namespace {
 constexpr auto offer = "alert \"A new version of Lumaweave is available\" \"99.1\"";
-constexpr auto errorLine = "doVersionCheck: parser error";
-constexpr auto windowPainted = "person: the window is painted";
 }  // namespace
 
 class UpdateProcessTest : public testing::Test {
@@ -66,14 +66,11 @@ TEST_F(UpdateProcessTest, AMessageIsShownOnceOverTwoStarts) {
 }
 
 TEST_F(UpdateProcessTest, GetNewVersionOpensTheProductPageInTheBrowser) {
-    const fs::path browser =
-        folder.write("xdg-open", "#!/bin/sh\necho \"$1\" > '" + (folder / "page").native() +
-                                     ".part'\nmv '" + (folder / "page").native() + ".part' '" +
-                                     (folder / "page").native() + "'\n");
-    fs::permissions(browser, fs::perms::owner_all);
+    writeScript(folder / "xdg-open", "echo \"$1\" > '" + (folder / "page").native() +
+                                         ".part'\nmv '" + (folder / "page").native() + ".part' '" +
+                                         (folder / "page").native() + "'\n");
     QProcessEnvironment environment = environmentWithPerson();
-    environment.insert(
-        "PATH", QString::fromStdString(folder.path().native()) + ":" + environment.value("PATH"));
+    putOnPath(environment, folder.path());
     server.serve(updateFeed("99.1", "", ""));
     Program program({}, environment);
     ASSERT_TRUE(program.waitForOutput(offer));
@@ -90,8 +87,8 @@ TEST_F(UpdateProcessTest, TheWindowsArePaintedBeforeTheServerIsAsked) {
     Program program({}, environmentWithPerson());
     ASSERT_TRUE(waitForRequest());
     EXPECT_THAT(program.output(), HasSubstr(windowPainted));
-    // Nothing else ends the wait than the program's own bound.
-    ASSERT_TRUE(program.waitForOutput(errorLine));
+    // Only the program's own bound ends the wait.
+    ASSERT_TRUE(program.waitForOutput(failedCheckLine));
     program.tell("close");
     EXPECT_TRUE(program.waitForEnd());
     EXPECT_EQ(server.requests().size(), 1U);
@@ -102,7 +99,7 @@ TEST_F(UpdateProcessTest, FilesOnTheCommandLineAreOpenedWhateverTheServerDoes) {
     neverAnswer();
     Program program(makeBracket(folder.path(), 120, 80, 2), environmentWithPerson());
     EXPECT_TRUE(program.waitForOutput("Creating Detail Images..."));
-    EXPECT_TRUE(program.waitForOutput(errorLine));
+    EXPECT_TRUE(program.waitForOutput(failedCheckLine));
 }
 
 // An unreadable file's alert is shown although the check has not ended.
@@ -152,7 +149,7 @@ TEST_F(UpdateProcessTest, WithoutAHostTheProgramAsksNobody) {
     Program program(makeBracket(folder.path(), 120, 80, 2), environment);
     EXPECT_TRUE(program.waitForOutput("Creating Detail Images..."));
     EXPECT_TRUE(server.requests().empty());
-    EXPECT_THAT(program.output(), Not(HasSubstr(errorLine)));
+    EXPECT_THAT(program.output(), Not(HasSubstr(failedCheckLine)));
 }
 
 }  // namespace lumaweave

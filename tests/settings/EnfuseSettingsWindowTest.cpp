@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "settings/EnfuseSettingsWindow.h"
 
 #include <QButtonGroup>
@@ -12,7 +13,7 @@
 
 #include "settings/Preferences.h"
 #include "stack/SharedState.h"
-#include "support/FakeTools.h"
+#include "support/Printed.h"
 #include "support/WindowsFixture.h"
 #include "widgets/FloatSlider.h"
 
@@ -26,20 +27,16 @@ class SettingsTest : public WindowsTest {
 
     void loadShots(int count) {
         dropAndWait(makeBracket(folder.path(), 90, 60, count));
-        replaceFusionTool(std::string(takeArguments) + copyLastInput);
+        copyWithTool();
     }
 
-    // How many previews are fused by what the person does here.
-    std::size_t previewsStartedBy(const std::function<void()>& action) {
-        testing::internal::CaptureStdout();
-        action();
-        EXPECT_TRUE(waitForBackgroundTasks());
-        std::size_t count = 0;
-        for (const std::string& line :
-             linesStartingWith(testing::internal::GetCapturedStdout(), "\"")) {
-            if (line.find("EnfusedPreview.tif") != std::string::npos) ++count;
-        }
-        return count;
+    // How many previews this action of the user starts.
+    static std::size_t previewsStartedBy(const std::function<void()>& action) {
+        const std::string output = printedWhile([&action] {
+            action();
+            EXPECT_TRUE(waitForBackgroundTasks());
+        });
+        return echoedCommands(output, "EnfusedPreview.tif").size();
     }
 
     EnfuseSettingsWindow& panel;
@@ -109,8 +106,7 @@ TEST_F(SettingsTest, TheResetButtonChangesOnlySigmaAndMuAndStartsOnePreview) {
     panel.blendingPyramidSlider()->setFloatValue(4);
     panel.contrastWeightMenu()->setCurrentIndex(5);
     EXPECT_EQ(previewsStartedBy([&] {
-                  QTest::mouseClick(panel.findChild<QPushButton*>("resetExposureButton"),
-                                    Qt::LeftButton);
+                  QTest::mouseClick(button(&panel, "resetExposureButton"), Qt::LeftButton);
               }),
               1U);
     const FusionSettings now = panel.settings();

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "settings/Preferences.h"
 
 #include <sys/stat.h>
@@ -20,7 +21,7 @@
 #include "settings/EnfuseSettingsWindow.h"
 #include "sources/SourcesWindow.h"
 #include "stack/SharedState.h"
-#include "support/FakeTools.h"
+#include "support/SettingsFile.h"
 #include "support/WindowsFixture.h"
 #include "widgets/FloatSlider.h"
 
@@ -128,10 +129,7 @@ class PreferencesTest : public WindowsTest {
             row.set(stored ? row.stored : row.first);
     }
 
-    static fs::path settingsFile() { return QSettings().fileName().toStdString(); }
-
-    // A settings file of this content in a folder of its own, so that nothing of it has been read
-    // before.
+    // A settings file of this content in a folder of its own, so that no QSettings has read it yet.
     fs::path useFile(const std::string& content) {
         const fs::path config = folder / ("config" + std::to_string(++files_));
         QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope,
@@ -140,7 +138,7 @@ class PreferencesTest : public WindowsTest {
         fs::create_directories(file.parent_path());
         return folder.write(fs::relative(file, folder.path()).native(), content);
     }
-    // Every control and global at its first value, then a settings file of this content loaded.
+    // Sets every control and global to its first value, then loads a file of this content.
     fs::path load(const std::string& content) {
         setAll(false);
         fs::path file = useFile(content);
@@ -301,7 +299,7 @@ TEST_F(PreferencesTest, AKeyThatIsNotThereKeepsTheCurrentValue) {
 
 TEST_F(PreferencesTest, LoadingFiresNoActionAndSavesNothing) {
     dropAndWait(makeBracket(folder.path(), 90, 60, 2));
-    replaceFusionTool(std::string(takeArguments) + copyLastInput);
+    copyWithTool();
     setAll(true);
     useFile("");
     ASSERT_TRUE(SavePrefs());
@@ -512,7 +510,7 @@ TEST_F(PreferencesTest, AFileWithLinesOfAnotherSystemIsRead) {
     EXPECT_TRUE(panel.hardMaskButton()->isChecked());
 }
 
-// A folder in the file's place, and a file in the folder's: neither can be written, by root either.
+// A folder in the file's place, and a file in the folder's: not even root can write either.
 TEST_F(PreferencesTest, WhatCannotBeWrittenStopsNothingAndShowsNothing) {
     const fs::path file = useFile("");
     fs::remove(file);
@@ -537,8 +535,8 @@ TEST_F(PreferencesTest, WhatCannotBeWrittenStopsNothingAndShowsNothing) {
 TEST_F(PreferencesTest, SavingLeavesNoHalfWrittenFileBehind) {
     useFile("");
     ASSERT_TRUE(SavePrefs());
-    for (const auto& entry : fs::directory_iterator(settingsFile().parent_path()))
-        EXPECT_EQ(entry.path(), settingsFile());
+    EXPECT_THAT(namesIn(settingsFile().parent_path()),
+                testing::ElementsAre(settingsFile().filename().native()));
     struct stat before {};
     ASSERT_EQ(stat(settingsFile().c_str(), &before), 0);
     panel.hardMaskButton()->click();

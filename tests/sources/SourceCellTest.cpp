@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include <QCheckBox>
 #include <QLabel>
 #include <QTest>
@@ -14,7 +15,7 @@
 #include "sources/SourcesWindow.h"
 #include "stack/SharedState.h"
 #include "stack/WorkingFiles.h"
-#include "support/FakeTools.h"
+#include "support/AlertTexts.h"
 #include "support/WindowsFixture.h"
 #include "widgets/ImageView.h"
 
@@ -193,7 +194,7 @@ TEST_F(SourceCellTest, ATiffWhosePathTheShellActsOnGetsAWorkingCopyEvenWithResav
 
 TEST_F(SourceCellTest, AnUnreadableFileIsToldAndLeavesTheCellFreeButEnabled) {
     EXPECT_FALSE(assign(0, folder.write("not a picture.jpg", "words")));
-    EXPECT_THAT(alerts.texts(), ElementsAre("Unrecognized image file type!"));
+    EXPECT_THAT(alerts.texts(), ElementsAre(unrecognizedFile));
     EXPECT_TRUE(cell(0).enabled());
     EXPECT_TRUE(cell(0).urlToImageFile().empty());
     EXPECT_TRUE(cell(0).urlToOriginalFile().empty());
@@ -252,11 +253,11 @@ TEST_F(SourceCellTest, TheDebugLinesAreWrittenToStandardOutput) {
 
 TEST_F(SourceCellTest, RemovingOneOfThreeFusesTheOtherTwoAnew) {
     dropAndWait(makeBracket(folder.path(), 90, 60, 3));
-    replaceFusionTool(std::string(takeArguments) + copyLastInput);
+    copyWithTool();
     testing::internal::CaptureStdout();
     QTest::mouseClick(cell(1).view()->findChild<QToolButton*>("removeButton"), Qt::LeftButton);
     ASSERT_TRUE(waitForBackgroundTasks());
-    const auto commands = linesStartingWith(testing::internal::GetCapturedStdout(), "\"");
+    const auto commands = echoedCommands(testing::internal::GetCapturedStdout());
     EXPECT_EQ(gNumSourceImages, 2);
     EXPECT_TRUE(cell(1).urlToImageFile().empty());
     EXPECT_TRUE(cell(1).urlToOriginalFile().empty());
@@ -278,7 +279,7 @@ TEST_F(SourceCellTest, RemovingOneOfTwoBlanksThePreview) {
     testing::internal::CaptureStdout();
     QTest::mouseClick(cell(0).view()->findChild<QToolButton*>("removeButton"), Qt::LeftButton);
     ASSERT_TRUE(waitForBackgroundTasks());
-    EXPECT_THAT(linesStartingWith(testing::internal::GetCapturedStdout(), "\""), IsEmpty());
+    EXPECT_THAT(echoedCommands(testing::internal::GetCapturedStdout()), IsEmpty());
     EXPECT_EQ(gNumSourceImages, 1);
     EXPECT_TRUE(windows->previewWindow()->enfusedView()->image().isNull());
     EXPECT_TRUE(windows->previewWindow()->detailView()->image().isNull());
@@ -295,12 +296,12 @@ TEST_F(SourceCellTest, RemovingAnEmptyCellChangesNothing) {
 
 TEST_F(SourceCellTest, TheUseSwitchFusesThePreviewWithoutTheShotAndNoDetail) {
     dropAndWait(makeBracket(folder.path(), 90, 60, 3));
-    replaceFusionTool(std::string(takeArguments) + copyLastInput);
+    copyWithTool();
     testing::internal::CaptureStdout();
     QTest::mouseClick(cell(0).useCheckBox(), Qt::LeftButton, {}, {8, 8});
     EXPECT_FALSE(cell(0).enabled());
     ASSERT_TRUE(waitForBackgroundTasks());
-    const auto commands = linesStartingWith(testing::internal::GetCapturedStdout(), "\"");
+    const auto commands = echoedCommands(testing::internal::GetCapturedStdout());
     // The preview's own end rebuilds the detail; the switch itself does not ask for it.
     ASSERT_EQ(commands.size(), 2U);
     EXPECT_THAT(commands[0], HasSubstr("EnfusedPreview.tif"));

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "sources/SourcesWindow.h"
 
 #include <sys/stat.h>
@@ -25,7 +26,8 @@
 #include "sources/SourceCellImageView.h"
 #include "sources/SourceCellViewController.h"
 #include "stack/WorkingFiles.h"
-#include "support/FakeTools.h"
+#include "support/AlertTexts.h"
+#include "support/ShownWindow.h"
 #include "support/WindowsFixture.h"
 #include "widgets/ImageView.h"
 
@@ -50,7 +52,7 @@ class SourcesWindowTest : public WindowsTest {
         }
         return filled;
     }
-    // Dismisses, once its worker has gone, the sheet that is left when there is no room for more.
+    // Dismisses the sheet that is left when there is no room for more, once its worker has gone.
     void dismissLeftSheet(const std::function<void(LoadingDialog&)>& dismiss) {
         whenTrue(
             [this] {
@@ -122,33 +124,27 @@ TEST_F(SourcesWindowTest, TheDropsHandlerReturnsBeforeTheLoadBegins) {
 }
 
 // Watches the sheet of the next load.
-class SheetWatcher : public QObject {
+class SheetWatcher {
   public:
-    SheetWatcher() { qApp->installEventFilter(this); }
-    ~SheetWatcher() override { qApp->removeEventFilter(this); }
-
-    bool eventFilter(QObject* watched, QEvent* event) override {
-        auto* dialog =
-            event->type() == QEvent::Show ? qobject_cast<LoadingDialog*>(watched) : nullptr;
-        if (dialog == nullptr) return false;
-        maximum = dialog->progressBar()->maximum();
-        values.push_back(dialog->progressBar()->value());
-        modal = dialog->isModal();
-        connect(dialog->progressBar(), &QProgressBar::valueChanged, this,
-                [this](int value) { values.push_back(value); });
-        return false;
-    }
-
     int maximum = -1;
     bool modal = false;
     std::vector<int> values;
+
+  private:
+    AtShowing<LoadingDialog> showing_{[this](LoadingDialog& dialog) {
+        maximum = dialog.progressBar()->maximum();
+        values.push_back(dialog.progressBar()->value());
+        modal = dialog.isModal();
+        QObject::connect(dialog.progressBar(), &QProgressBar::valueChanged, &showing_,
+                         [this](int value) { values.push_back(value); });
+    }};
 };
 
 TEST_F(SourcesWindowTest, ThreeFilesFillTheFirstThreeCellsAndAreFusedOnce) {
-    const SheetWatcher sheet;
+    SheetWatcher sheet;
     testing::internal::CaptureStdout();
     dropAndWait(makeShots(3));
-    const auto commands = linesStartingWith(testing::internal::GetCapturedStdout(), "\"");
+    const auto commands = echoedCommands(testing::internal::GetCapturedStdout());
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(cell(i).filenameToDisplay(), "shot " + std::to_string(i) + ".jpg");
     }
@@ -169,12 +165,12 @@ TEST_F(SourcesWindowTest, ThreeFilesFillTheFirstThreeCellsAndAreFusedOnce) {
 TEST_F(SourcesWindowTest, OneFileIsLoadedAndStartsNoFusion) {
     testing::internal::CaptureStdout();
     dropAndWait(makeShots(1));
-    EXPECT_THAT(linesStartingWith(testing::internal::GetCapturedStdout(), "\""), IsEmpty());
+    EXPECT_THAT(echoedCommands(testing::internal::GetCapturedStdout()), IsEmpty());
     EXPECT_EQ(gNumSourceImages, 1);
 }
 
 TEST_F(SourcesWindowTest, TwentyFilesFillSixteenCellsAndThePersonDismissesTheSheetWithEscape) {
-    const SheetWatcher sheet;
+    SheetWatcher sheet;
     dismissLeftSheet([](LoadingDialog& left) { QTest::keyClick(&left, Qt::Key_Escape); });
     testing::internal::CaptureStdout();
     dropAndWait(makeShots(20));
@@ -182,14 +178,14 @@ TEST_F(SourcesWindowTest, TwentyFilesFillSixteenCellsAndThePersonDismissesTheShe
     EXPECT_EQ(gNumSourceImages, 16);
     EXPECT_EQ(sheet.maximum, 20);
     EXPECT_EQ(sheet.values.back(), 16);
-    EXPECT_THAT(linesStartingWith(testing::internal::GetCapturedStdout(), "\""), IsEmpty())
+    EXPECT_THAT(echoedCommands(testing::internal::GetCapturedStdout()), IsEmpty())
         << "no fusion on this way";
 }
 
 TEST_F(SourcesWindowTest, TheSheetThatIsLeftCanBeClosedByItsButtonToo) {
     bool offered = false;
     dismissLeftSheet([&offered](LoadingDialog& sheet) {
-        offered = sheet.findChild<QPushButton*>("closeButton")->isVisible();
+        offered = button(&sheet, "closeButton")->isVisible();
         sheet.close();
     });
     dropAndWait(makeShots(17));
@@ -197,7 +193,7 @@ TEST_F(SourcesWindowTest, TheSheetThatIsLeftCanBeClosedByItsButtonToo) {
     sources.clearAllCellsAction(nullptr);
     alerts.forget();
     dismissLeftSheet([](LoadingDialog& sheet) {
-        QTest::mouseClick(sheet.findChild<QPushButton*>("closeButton"), Qt::LeftButton);
+        QTest::mouseClick(button(&sheet, "closeButton"), Qt::LeftButton);
     });
     dropAndWait(makeShots(17));
     EXPECT_EQ(sources.loadDialog(), nullptr);
@@ -287,9 +283,9 @@ TEST_F(SourcesWindowTest, ClearingTakesAllShotsOutAndFusesNothing) {
     dropAndWait(makeShots(4));
     ASSERT_FALSE(windows->previewWindow()->enfusedView()->image().isNull());
     testing::internal::CaptureStdout();
-    QTest::mouseClick(sources.findChild<QPushButton*>("clearAllCellsButton"), Qt::LeftButton);
+    QTest::mouseClick(button(&sources, "clearAllCellsButton"), Qt::LeftButton);
     ASSERT_TRUE(waitForBackgroundTasks());
-    EXPECT_THAT(linesStartingWith(testing::internal::GetCapturedStdout(), "\""), IsEmpty());
+    EXPECT_THAT(echoedCommands(testing::internal::GetCapturedStdout()), IsEmpty());
     EXPECT_EQ(gNumSourceImages, 0);
     EXPECT_EQ(filledCells(), 0);
     EXPECT_TRUE(windows->previewWindow()->enfusedView()->image().isNull());
@@ -333,19 +329,11 @@ TEST_F(SourcesWindowTest, ResavingIsOnAtFirstAndComesBackAsItWasSaved) {
 
 class BadInputTest : public SourcesWindowTest {
   protected:
-    // Drops the bad file between two good ones: it is told, and the good ones are loaded.
+    // Drops the bad file between two good ones: an alert comes, and the good ones load.
     void expectRefused(const QUrl& bad) {
         const auto shots = makeShots(2);
-        const QList<QUrl> urls = {urlFromPath(shots[0]), bad, urlFromPath(shots[1])};
-        bool ended = false;
-        const auto connection =
-            QObject::connect(&sources, &SourcesWindow::loadEnded, [&ended] { ended = true; });
-        sendDrop(&sources, urls);
-        EXPECT_TRUE(waitUntil([&ended] { return ended; }));
-        QObject::disconnect(connection);
-        EXPECT_TRUE(waitForBackgroundTasks());
-        EXPECT_THAT(alerts.texts(), ElementsAre("Unrecognized image file type!"))
-            << bad.toString().toStdString();
+        dropAndWait(&sources, QList<QUrl>{urlFromPath(shots[0]), bad, urlFromPath(shots[1])});
+        EXPECT_THAT(alerts.texts(), ElementsAre(unrecognizedFile)) << bad.toString().toStdString();
         EXPECT_EQ(cell(0).filenameToDisplay(), "shot 0.jpg");
         EXPECT_EQ(cell(1).filenameToDisplay(), "shot 1.jpg");
         EXPECT_EQ(filledCells(), 2);
@@ -393,7 +381,7 @@ TEST_F(BadInputTest, DirectoriesPipesAndDevices) {
 }
 
 TEST_F(BadInputTest, AFileWithoutPermission) {
-    // Root may read everything but what is not readable for anybody: memory of the kernel.
+    // Root may read everything but what nobody can read: memory without pages.
     const fs::path file = makeShots(1).front();
     const fs::path locked = folder / "locked.jpg";
     fs::copy_file(file, locked);
@@ -410,7 +398,7 @@ TEST_F(BadInputTest, AUrlThatIsNotLocal) {
     expectRefused(QUrl("file://elsewhere/picture.jpg"));
 }
 
-// Names that a shell would act on: nothing is run, and the pictures are fused all the same.
+// Names that a shell would act on: none runs anything, and the pictures fuse all the same.
 TEST_F(SourcesWindowTest, NoFileNameBecomesACommand) {
     for (const bool resave : {true, false}) {
         sources.ensureValidTIFFFilesCheckBox()->setChecked(resave);

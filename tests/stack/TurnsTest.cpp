@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "stack/Turns.h"
 
 #include <gmock/gmock.h>
@@ -7,6 +8,30 @@
 #include <vector>
 
 namespace lumaweave {
+
+namespace {
+
+// How often one of four threads took a turn while another one had it.
+template <typename TakeTurn>
+int turnsTogether(const TakeTurn& takeTurn) {
+    std::atomic<int> inside = 0;
+    std::atomic<int> together = 0;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < 500; ++i) {
+                const auto turn = takeTurn();
+                if (++inside > 1) ++together;
+                --inside;
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    return together;
+}
+
+}  // namespace
 
 TEST(Turn, HoldsItsFlag) {
     std::atomic<bool> taken = false;
@@ -19,40 +44,12 @@ TEST(Turn, HoldsItsFlag) {
 
 TEST(Turn, OnlyOneAtATime) {
     std::atomic<bool> taken = false;
-    std::atomic<int> inside = 0;
-    std::atomic<int> together = 0;
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&] {
-            for (int i = 0; i < 500; ++i) {
-                const Turn turn(taken);
-                if (++inside > 1) ++together;
-                --inside;
-            }
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
-    EXPECT_EQ(together, 0);
+    EXPECT_EQ(turnsTogether([&taken] { return Turn(taken); }), 0);
     EXPECT_FALSE(taken);
 }
 
 TEST(PreviewTurn, OnlyOneAtATime) {
-    std::atomic<int> inside = 0;
-    std::atomic<int> together = 0;
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&] {
-            for (int i = 0; i < 500; ++i) {
-                const PreviewTurn turn;
-                if (++inside > 1) ++together;
-                --inside;
-            }
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
-    EXPECT_EQ(together, 0);
+    EXPECT_EQ(turnsTogether([] { return PreviewTurn(); }), 0);
 }
 
 }  // namespace lumaweave

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QObject>
@@ -21,7 +22,7 @@ class AlertAnswerer : public QObject {
     [[nodiscard]] int count(const std::string& text) const;
     void forget() { texts_.clear(); }
 
-    // Called with the box on the screen, instead of the click.
+    // Gets the box on the screen, and replaces the click.
     std::function<void(QMessageBox*)> answer;
 
     bool eventFilter(QObject* watched, QEvent* event) override;

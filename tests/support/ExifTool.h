@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <filesystem>
@@ -26,8 +27,8 @@ using Tags = std::map<std::string, std::string>;
 // Those whose group begins with the text, as in "GPS".
 [[nodiscard]] Tags tagsOfGroup(const Tags& tags, const std::string& group);
 
-// Writes tags into a file: arguments as "-Artist=A. Person". False, with its message in the test's
-// output, when it would not.
+// Writes tags into a file: arguments as "-Artist=A. Person". False when that fails, with its
+// message in the test's output.
 [[nodiscard]] bool writeTags(const std::filesystem::path& file,
                              const std::vector<std::string>& arguments);
 

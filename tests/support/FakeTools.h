@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 namespace lumaweave::test {
 
-// Shell scripts for ProgramTest::replaceFusionTool. Each finds its output in $out and its inputs in
+// Shell scripts for ShotsTest::replaceFusionTool. Each finds its output in $out and its inputs in
 // $inputs (one a line) after takeArguments.
 
 inline constexpr auto takeArguments = R"(

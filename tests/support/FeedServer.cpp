@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "support/FeedServer.h"
 
 #include <QHostAddress>
@@ -39,7 +40,7 @@ void FeedServer::serve(const QByteArray& document) {
     };
 }
 
-// One request comes whole or in pieces; a second one on the same connection is a new one.
+// A request comes whole or in pieces; a second one on the connection is a new one.
 void FeedServer::receive(QTcpSocket* socket) {
     while (socket->peek(64 * 1024).contains("\r\n\r\n")) {
         const QByteArray path = socket->readLine().split(' ').value(1);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QByteArray>
@@ -9,8 +10,8 @@
 
 namespace lumaweave::test {
 
-// A web server on the loopback interface, which answers from the event loop of the thread that made
-// it. Where the update check finds it is put into the environment while it lives.
+// A web server on the loopback interface. It answers from the event loop of the thread that made
+// it. While it lives, the environment names it to the update check.
 class FeedServer {
   public:
     FeedServer();
@@ -22,9 +23,9 @@ class FeedServer {
     [[nodiscard]] QString host() const;
     // Answers every request with this document from now on.
     void serve(const QByteArray& document);
-    // What is done about a request for the path. The socket goes when the other side has gone.
+    // Answers a request for the path. The socket goes when the other side has gone.
     std::function<void(QTcpSocket& socket, const QByteArray& path)> answer;
-    // The paths that were asked for, how many have ever connected and how many still are.
+    // The paths asked for, how many callers ever connected and how many still are.
     [[nodiscard]] const std::vector<QByteArray>& requests() const { return requests_; }
     [[nodiscard]] int callers() const { return callers_; }
     [[nodiscard]] int connections() const { return connections_; }
@@ -37,6 +38,9 @@ class FeedServer {
     int connections_ = 0;
     QTcpServer server_;
 };
+
+// What the program logs about a check that failed.
+inline constexpr auto failedCheckLine = "doVersionCheck: parser error";
 
 // A complete answer, with the length of its body.
 [[nodiscard]] QByteArray httpAnswer(const QByteArray& status, const QByteArray& body,

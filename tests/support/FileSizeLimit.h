@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 namespace lumaweave::test {
 
-// Lets no file grow above so many bytes while it lives; writing past that is an error, also for the
-// programs that are started meanwhile.
+// While it lives, no file grows beyond so many bytes: writing more fails, also in programs started
+// meanwhile.
 class FileSizeLimit {
   public:
     explicit FileSizeLimit(unsigned long bytes);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QByteArray>
@@ -11,8 +12,8 @@
 
 namespace lumaweave::test {
 
-// Writers of picture files with what libvips' own savers cannot put into them. Pictures carry their
-// profile; every writer throws what it could not write.
+// Writers of picture files that libvips' own savers cannot write. Pictures carry their profile;
+// every writer throws when it fails.
 
 // The same pixels with this profile.
 [[nodiscard]] Image withProfile(const Image& image, const QByteArray& profile);
@@ -82,7 +83,7 @@ constexpr int dngWhite = 16383;
 void writeDng(int width, int height, const std::function<double(int x, int y, int colour)>& light,
               const std::filesystem::path& path, const DngShape& shape);
 
-// Well-known colour spaces, made by the colour library.
+// Well-known colour spaces, which the colour library makes.
 struct RgbSpace {
     const char* name;
     std::array<double, 6> primaries;  // x, y of red, green and blue

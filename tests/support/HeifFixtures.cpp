@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include <libheif/heif.h>
 
 #include <cstdlib>
@@ -65,7 +66,7 @@ void setLossless(heif_encoder* encoder, const HeifShape& shape) {
     if (shape.av1) check(heif_encoder_set_parameter_integer(encoder, "speed", 8));
 }
 
-// The library ends the program when it is to write 10 bits as AV1, so a tool does that.
+// The library ends a program that asks it for 10 bits as AV1, so a tool writes them.
 void writeAvifOfTenBits(const Image& image, const std::filesystem::path& path,
                         const HeifShape& shape) {
     const TestFolder folder;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include <openjpeg.h>
 
 #include <algorithm>
@@ -50,7 +51,7 @@ std::string bigEndian(std::size_t number) {
     return bytes;
 }
 
-// The library's writer cannot: the box that names the colours by number becomes one with a profile.
+// The library cannot: the box that names the colours by number becomes one with a profile.
 void putProfileIn(const std::filesystem::path& path, const QByteArray& profile) {
     std::string bytes = readFile(path);
     const std::size_t headerBox = bytes.find("jp2h") - 4;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <mutex>
@@ -16,6 +17,8 @@ class LogRecorder {
 
     [[nodiscard]] std::vector<std::string> lines() const;
     [[nodiscard]] int count(const std::string& line) const;
+    // Those that hold this text.
+    [[nodiscard]] std::vector<std::string> linesWith(const std::string& text) const;
 
   private:
     mutable std::mutex mutex_;

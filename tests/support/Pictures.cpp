@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "support/Pictures.h"
 
 #include <algorithm>
@@ -50,6 +51,19 @@ SampleFunction sceneAt(double exposure, int seed) {
     };
 }
 
+Image plainPicture(int width, int height, const std::array<double, 3>& colour,
+                   const PixelFormat& format) {
+    return makeImage(width, height, format, [&](int, int, int s) {
+        return s < format.colours ? colour.at(static_cast<std::size_t>(s)) : 1;
+    });
+}
+
+Image plainPicture(int width, int height, const QColor& colour, const PixelFormat& format) {
+    return plainPicture(width, height,
+                        std::array<double, 3>{colour.redF(), colour.greenF(), colour.blueF()},
+                        format);
+}
+
 VImage vipsImage(const Image& image) {
     startVips();
     const PixelData& pixels = image.pixels();
@@ -83,6 +97,11 @@ void saveImage(const Image& image, const fs::path& path) {
     } else {
         picture.tiffsave(name);
     }
+}
+
+void saveCompressedTiff(const Image& image, const fs::path& path) {
+    vipsImage(image).tiffsave(
+        path.c_str(), VImage::option()->set("compression", VIPS_FOREIGN_TIFF_COMPRESSION_LZW));
 }
 
 std::vector<double> samplesOf(const Image& image) {
@@ -127,6 +146,11 @@ std::vector<fs::path> makeBracket(const fs::path& folder, int width, int height,
         saveImage(makeImage(width, height, {}, sceneAt(exposure)), files.back());
     }
     return files;
+}
+
+fs::path sampleShot(int number) {
+    return fs::path(LUMAWEAVE_SOURCE_FOLDER) / "samples/bracket" /
+           ("window-" + std::to_string(number) + ".jpg");
 }
 
 }  // namespace lumaweave::test

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "support/Program.h"
 
 #include "support/Waiting.h"
@@ -42,6 +43,11 @@ QProcessEnvironment environmentWithPerson() {
     environment.insert("QT_PLUGIN_PATH", LUMAWEAVE_BUILD_FOLDER "/tests/plugins");
     environment.insert("QT_QPA_GENERIC_PLUGINS", "person");
     return environment;
+}
+
+void putOnPath(QProcessEnvironment& environment, const std::filesystem::path& folder) {
+    environment.insert("PATH",
+                       QString::fromStdString(folder.native()) + ":" + environment.value("PATH"));
 }
 
 }  // namespace lumaweave::test

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QProcess>
@@ -7,8 +8,8 @@
 
 namespace lumaweave::test {
 
-// The program as a process of its own, as a person starts it; ended hard when it goes, if it still
-// runs. It has the test's home and settings.
+// The program as a process of its own, as the user starts it, with the test's home and settings.
+// The destructor kills it.
 class Program {
   public:
     explicit Program(
@@ -24,7 +25,7 @@ class Program {
     bool waitForOutput(const std::string& text);
     // Whether it ends, by itself and with this code.
     bool waitForEnd(int code = 0);
-    // Has the person before its screen do something (environmentWithPerson).
+    // Tells the user before its screen what to do (environmentWithPerson).
     void tell(const std::string& command);
 
   private:
@@ -32,8 +33,14 @@ class Program {
     std::string output_;
 };
 
-// An environment that puts a person before the program's screen: a plug-in that says on standard
-// error what is to be seen there, and that does what it is told (person/PersonPlugin.cpp).
+// An environment that puts a user before the program's screen: a plug-in that says on standard
+// error what it sees there, and does what it is told (person/PersonPlugin.cpp).
 [[nodiscard]] QProcessEnvironment environmentWithPerson();
+
+// What that user says once the main window stands.
+inline constexpr auto windowPainted = "person: the window is painted";
+
+// Has programs look for their tools in this folder first.
+void putOnPath(QProcessEnvironment& environment, const std::filesystem::path& folder);
 
 }  // namespace lumaweave::test

@@ -1,6 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <filesystem>
 #include <string>
 
 #include "support/TestFolder.h"
@@ -19,8 +19,5 @@ class ReaderReplacement {
   private:
     TestFolder folder_;
 };
-
-// Writes a file that can be run.
-void writeScript(const std::filesystem::path& path, const std::string& script);
 
 }  // namespace lumaweave::test

@@ -1,6 +1,8 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "support/ShotsFixture.h"
 
 #include <QApplication>
+#include <QButtonGroup>
 #include <QDragEnterEvent>
 #include <QDragMoveEvent>
 #include <QDropEvent>
@@ -17,9 +19,11 @@
 #include "platform/FileUrls.h"
 #include "platform/Resources.h"
 #include "preview/PreviewWindow.h"
+#include "settings/EnfuseSettingsWindow.h"
 #include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
 #include "stack/SharedState.h"
+#include "support/FakeTools.h"
 
 namespace lumaweave::test {
 
@@ -78,6 +82,10 @@ void ShotsTest::dropAndWait(QWidget* target, const std::vector<fs::path>& files)
     QList<QUrl> urls;
     for (const fs::path& file : files)
         urls << urlFromPath(file);
+    dropAndWait(target, urls);
+}
+
+void ShotsTest::dropAndWait(QWidget* target, const QList<QUrl>& urls) {
     bool ended = false;
     const auto connection =
         QObject::connect(gSourcesWindow, &SourcesWindow::loadEnded, [&ended] { ended = true; });
@@ -91,11 +99,31 @@ void ShotsTest::dropAndWait(const std::vector<fs::path>& files) {
     dropAndWait(gSourcesWindow, files);
 }
 
+void ShotsTest::dropTwoOf(const Image& picture) const {
+    const std::vector<fs::path> files = {folder / "a.tif", folder / "b.tif"};
+    for (const fs::path& file : files)
+        saveImage(picture, file);
+    dropAndWait(files);
+}
+
 void ShotsTest::fuseFullSize(const fs::path& result) {
     setSaveFilenameChooser([result] { return result; });
     // The click returns when the fusion has ended and what follows it is done.
     QTest::mouseClick(gPreviewWindow->fuseButton(), Qt::LeftButton);
     EXPECT_TRUE(waitForBackgroundTasks());
+}
+
+void ShotsTest::chooseDepth(int row) {
+    gEnfuseSettingsPanel->outputDepthMatrix()->button(row)->click();
+    EXPECT_TRUE(waitForBackgroundTasks());
+}
+
+QPushButton* ShotsTest::button(const QWidget* window, const char* name) {
+    return window->findChild<QPushButton*>(name);
+}
+
+void ShotsTest::copyWithTool() {
+    replaceFusionTool(std::string(takeArguments) + copyLastInput);
 }
 
 void ShotsTest::replaceFusionTool(const std::string& script) {
@@ -106,8 +134,7 @@ void ShotsTest::replaceTool(const std::string& name, const std::string& script) 
     // Tools that have been replaced before stay so.
     fs::copy(LUMAWEAVE_RESOURCES, resources_.path(),
              fs::copy_options::recursive | fs::copy_options::skip_existing);
-    const fs::path tool = resources_.write("Enfuse/" + name, "#!/bin/sh\n" + script);
-    fs::permissions(tool, fs::perms::owner_all);
+    writeScript(resources_ / ("Enfuse/" + name), script);
     setResourceFolder(resources_.path());
 }
 
@@ -120,6 +147,14 @@ std::vector<std::string> quotedParts(const std::string& command) {
         begin = end + 1;
     }
     return parts;
+}
+
+std::vector<std::string> echoedCommands(const std::string& output, const std::string& text) {
+    std::vector<std::string> commands = linesStartingWith(output, "\"");
+    std::erase_if(commands, [&text](const std::string& command) {
+        return command.find(text) == std::string::npos;
+    });
+    return commands;
 }
 
 std::vector<std::string> linesStartingWith(const std::string& text, const std::string& start) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <gmock/gmock.h>
@@ -14,6 +15,7 @@
 #include "support/Waiting.h"
 
 class QMimeData;
+class QPushButton;
 
 namespace lumaweave {
 class SourceCellViewController;
@@ -28,7 +30,7 @@ class ShotsTest : public testing::Test {
     ShotsTest() = default;
     ~ShotsTest() override;
 
-    // To be called by the destructor of whoever made the windows, before they go.
+    // Whoever made the windows calls this in its destructor, before they go.
     static void waitForTheEnd();
 
     [[nodiscard]] static SourceCellViewController& cell(int index);
@@ -36,13 +38,21 @@ class ShotsTest : public testing::Test {
     // everything that follows has ended.
     static void dropAndWait(QWidget* target, const std::vector<std::filesystem::path>& files);
     static void dropAndWait(const std::vector<std::filesystem::path>& files);
-    // The same with any URLs.
+    static void dropAndWait(QWidget* target, const QList<QUrl>& urls);
+    // Drops two equal shots, "a.tif" and "b.tif", and waits as well.
+    void dropTwoOf(const Image& picture) const;
+    // Only drops.
     static void sendDrop(QWidget* target, const QList<QUrl>& urls);
     static void sendDrop(QWidget* target, const QMimeData& data);
     // Fuses full size to the file through the fuse button, and waits for the end of it.
     static void fuseFullSize(const std::filesystem::path& result);
-    // Replaces the tools of the resource folder, until the test ends: a shell script (without its
-    // first line) in the place of "enfuse-openmp".
+    // Chooses the output depth of this row, and waits for the preview that follows.
+    static void chooseDepth(int row);
+    [[nodiscard]] static QPushButton* button(const QWidget* window, const char* name);
+    // The fusion tool leaves its last input.
+    void copyWithTool();
+    // Puts a shell script (without its first line) in the place of the resource folder's
+    // "enfuse-openmp" until the test ends.
     void replaceFusionTool(const std::string& script);
     // The same in the place of any tool of the folder "Enfuse".
     void replaceTool(const std::string& name, const std::string& script);
@@ -55,8 +65,11 @@ class ShotsTest : public testing::Test {
     TestFolder resources_;
 };
 
-// The images and options of an echoed fusion command: what stands between double quotes.
+// The parts of an echoed command that stand between double quotes.
 [[nodiscard]] std::vector<std::string> quotedParts(const std::string& command);
+// The command lines that an output echoes; with a text, those that hold it.
+[[nodiscard]] std::vector<std::string> echoedCommands(const std::string& output,
+                                                      const std::string& text = {});
 // The lines of a text that begin with this.
 [[nodiscard]] std::vector<std::string> linesStartingWith(const std::string& text,
                                                          const std::string& start);

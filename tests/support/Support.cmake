@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
 # What tests stand on, in the same storeys as the program.
 
 # Every file of tests includes these, and parses them once only.
@@ -18,10 +19,12 @@ function(lumaweave_test_support name)
 endfunction()
 
 lumaweave_test_support(basics
-    FILES FakeTools.h FeedServer.cpp FeedServer.h FileSizeLimit.cpp FileSizeLimit.h LogRecorder.cpp
-          LogRecorder.h PrivateMemory.cpp PrivateMemory.h Program.cpp Program.h
-          ReaderReplacement.cpp ReaderReplacement.h TestFolder.cpp TestFolder.h TestRun.cpp
-          TestRun.h Waiting.cpp Waiting.h WaitingTool.cpp WaitingTool.h
+    FILES CommaLocale.cpp CommaLocale.h EnvironmentVariable.cpp EnvironmentVariable.h FakeTools.h
+          FeedServer.cpp FeedServer.h FileSizeLimit.cpp FileSizeLimit.h InProcessWith.cpp
+          InProcessWith.h LogRecorder.cpp LogRecorder.h Printed.h PrivateMemory.cpp
+          PrivateMemory.h Program.cpp Program.h ReaderReplacement.cpp ReaderReplacement.h
+          SettingsFile.h TestFolder.cpp TestFolder.h TestRun.cpp TestRun.h Waiting.cpp Waiting.h
+          WaitingTool.cpp WaitingTool.h
     LIBRARIES lumaweave_platform Qt6::Network Qt6::Test GTest::gtest GTest::gmock)
 target_include_directories(lumaweave_test_basics PUBLIC ${PROJECT_SOURCE_DIR}/tests)
 target_compile_definitions(lumaweave_test_basics PUBLIC
@@ -36,9 +39,10 @@ target_precompile_headers(lumaweave_test_basics PRIVATE ${basic_headers})
 add_dependencies(lumaweave_test_basics lumaweave_resources)
 
 lumaweave_test_support(pictures
-    FILES ColourFixtures.cpp DngFixtures.cpp ExifTool.cpp ExifTool.h FormatFixtures.h
-          HeifFixtures.cpp HostileFiles.cpp HostileFiles.h Jpeg2000Fixtures.cpp JpegFixtures.cpp
-          JxlFixtures.cpp LightFixtures.cpp Pictures.cpp Pictures.h TiffPages.cpp TiffPages.h
+    FILES ColourFixtures.cpp Colours.cpp Colours.h DngFixtures.cpp ExifTool.cpp ExifTool.h
+          FormatFixtures.h FusionByHand.cpp FusionByHand.h HeifFixtures.cpp HostileFiles.cpp
+          HostileFiles.h Jpeg2000Fixtures.cpp JpegFixtures.cpp JxlFixtures.cpp LightFixtures.cpp
+          Pictures.cpp Pictures.h PixelFormats.h TiffPages.cpp TiffPages.h
     LIBRARIES lumaweave_test_basics lumaweave_decoding lumaweave_metadata Qt6::Gui PkgConfig::VIPS
               PkgConfig::TIFF PkgConfig::EXIV2 PkgConfig::LCMS)
 target_link_libraries(lumaweave_test_pictures
@@ -47,8 +51,8 @@ target_link_libraries(lumaweave_test_pictures
 add_dependencies(lumaweave_test_pictures lumaweave-reader)
 
 lumaweave_test_support(windows
-    FILES AlertAnswerer.cpp AlertAnswerer.h ShotsFixture.cpp ShotsFixture.h ShownWindow.h
-          UrlOpener.h WindowsFixture.cpp WindowsFixture.h
+    FILES AlertAnswerer.cpp AlertAnswerer.h AlertTexts.h ShotsFixture.cpp ShotsFixture.h
+          ShownWindow.h UrlOpener.h WindowsFixture.cpp WindowsFixture.h
     LIBRARIES lumaweave_test_pictures lumaweave_batch)
 target_compile_options(lumaweave_test_windows PRIVATE ${test_options})
 target_precompile_headers(lumaweave_test_windows PRIVATE ${window_headers})

@@ -1,7 +1,9 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace lumaweave::test {
 
@@ -25,5 +27,11 @@ class TestFolder {
 };
 
 [[nodiscard]] std::string readFile(const std::filesystem::path& path);
+
+// The names of all that lies in a folder, sorted.
+[[nodiscard]] std::vector<std::string> namesIn(const std::filesystem::path& folder);
+
+// Writes a shell script (without its first line) that can be run.
+void writeScript(const std::filesystem::path& path, const std::string& script);
 
 }  // namespace lumaweave::test

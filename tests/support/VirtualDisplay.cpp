@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "support/VirtualDisplay.h"
 
 #include <xcb/xcb.h>
@@ -22,7 +23,7 @@ const xcb_screen_t& firstScreen(xcb_connection_t* connection) {
 }  // namespace
 
 VirtualDisplay::VirtualDisplay() {
-    // It takes a number that is free, and tells it.
+    // The server takes a free number, and tells it.
     server_.start("Xvfb", {"-displayfd", "1", "-screen", "0", "1280x900x24", "-noreset"});
     constexpr int longest = 60'000;
     while (!server_.canReadLine()) {
@@ -62,7 +63,7 @@ void VirtualDisplay::setProperty(const std::string& property, const QByteArray& 
         mode = XCB_PROP_MODE_APPEND;
         done += count;
     } while (done < value.size());
-    // Answered when all before it has been done.
+    // The answer comes after all before it.
     std::free(xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
 }
 

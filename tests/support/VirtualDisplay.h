@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QByteArray>
@@ -9,10 +10,10 @@ struct xcb_connection_t;
 
 namespace lumaweave::test {
 
-// An X display of the test's own, for what must not change the one that the tests share.
+// An X display of the test's own, for tests that would change the shared one.
 class VirtualDisplay {
   public:
-    // Up when it returns; throws when none comes up.
+    // Returns with the display up, or throws.
     VirtualDisplay();
     ~VirtualDisplay();
     VirtualDisplay(const VirtualDisplay&) = delete;
@@ -24,7 +25,7 @@ class VirtualDisplay {
 
     // Sets a property of the first screen, of units of 8, 16 or 32 bits.
     void setProperty(const std::string& property, const QByteArray& value, int bits = 8);
-    // What is to be seen on the first screen.
+    // What the first screen shows.
     [[nodiscard]] QImage screenshot() const;
 
   private:

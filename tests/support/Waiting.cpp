@@ -1,8 +1,11 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "support/Waiting.h"
 
 #include <QCoreApplication>
 #include <QTest>
 #include <QTimer>
+#include <filesystem>
+#include <string>
 
 #include "platform/Threads.h"
 
@@ -33,6 +36,11 @@ bool waitForBackgroundTasks() {
     // What the last task handed over without waiting.
     QCoreApplication::processEvents();
     return ended;
+}
+
+bool waitUntilProcessEnds(int process) {
+    const std::string folder = "/proc/" + std::to_string(process);
+    return waitUntil([&folder] { return !std::filesystem::exists(folder); });
 }
 
 }  // namespace lumaweave::test

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <filesystem>
@@ -15,7 +16,7 @@ class WaitingTool {
     [[nodiscard]] std::string script() const;
     // Whether a tool has come so far.
     [[nodiscard]] bool waits() const;
-    // Ends the wait of one tool; waits for one itself.
+    // Ends the wait of one tool; waits() then tells of the next. Waits for a tool itself.
     void letGo() const;
 
   private:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "widgets/ElidedLabel.h"
 
 #include <gmock/gmock.h>
@@ -9,7 +10,7 @@ namespace lumaweave {
 
 namespace {
 
-// What a tool tip's text looks like to the reader: it may be taken for rich text.
+// What the user reads in a tool tip, which may be taken for rich text.
 QString readAs(const QString& toolTip) {
     return Qt::mightBeRichText(toolTip) ? QTextDocumentFragment::fromHtml(toolTip).toPlainText()
                                         : toolTip;
@@ -59,9 +60,9 @@ TEST(ElidedLabel, ANameThatDoesNotFitIsShortenedInTheMiddle) {
     const QImage one = painted(label);
     label.setText(last);
     const QImage two = painted(label);
-    // Names differ at their ends, and that can be seen.
+    // Names differ at their ends, and that shows.
     EXPECT_NE(one, two);
-    // What is painted is what the font would shorten in the middle.
+    // The label paints what the font would shorten in the middle.
     const QString shortened =
         label.fontMetrics().elidedText(last, Qt::ElideMiddle, label.contentsRect().width());
     EXPECT_NE(shortened, last);

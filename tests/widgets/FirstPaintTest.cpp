@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "widgets/FirstPaint.h"
 
 #include <gmock/gmock.h>
@@ -25,6 +26,13 @@ class Canvas : public QWidget {
     void paintEvent(QPaintEvent*) override { painted = true; }
 };
 
+void waitBeyondTheBound() {
+    QElapsedTimer clock;
+    clock.start();
+    constexpr int milliseconds = 2500;
+    EXPECT_TRUE(waitUntil([&clock] { return clock.hasExpired(milliseconds); }));
+}
+
 TEST(AfterFirstPaint, RunsOnceWhenTheWindowAndAllInItIsPainted) {
     QWidget window;
     auto* column = new QVBoxLayout(&window);
@@ -44,10 +52,7 @@ TEST(AfterFirstPaint, RunsOnceWhenTheWindowAndAllInItIsPainted) {
     EXPECT_TRUE(waitUntil([&runs] { return runs > 0; }));
     EXPECT_TRUE(painted);
     window.repaint();
-    QElapsedTimer clock;
-    clock.start();
-    constexpr int beyondTheBound = 2500;
-    EXPECT_TRUE(waitUntil([&clock] { return clock.hasExpired(beyondTheBound); }));
+    waitBeyondTheBound();
     EXPECT_EQ(runs, 1);
 }
 
@@ -64,10 +69,7 @@ TEST(AfterFirstPaint, DoesNothingForAWindowThatHasGone) {
     afterFirstPaint(window.get(), [&runs] { ++runs; });
     window->show();
     window.reset();
-    QElapsedTimer clock;
-    clock.start();
-    constexpr int beyondTheBound = 2500;
-    EXPECT_TRUE(waitUntil([&clock] { return clock.hasExpired(beyondTheBound); }));
+    waitBeyondTheBound();
     EXPECT_EQ(runs, 0);
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "widgets/Sheet.h"
 
 #include <gmock/gmock.h>
@@ -112,7 +113,7 @@ TEST_F(SheetTest, WhileAWorkerLivesNeitherEscapeNorTheCloseButtonEndsIt) {
         QTest::keyClick(&sheet, Qt::Key_Escape);
         sheet.close();
         sheet.reject();
-        // Whatever these asked for has had its chance when this is served.
+        // By then, whatever these asked for has had its chance.
         QMetaObject::invokeMethod(
             &sheet,
             [&] {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "widgets/ZoomBar.h"
 
 #include <gmock/gmock.h>
@@ -87,7 +88,7 @@ TEST_F(ZoomBarTest, TheButtonsZoom) {
     QTest::mouseClick(button("fitAction"), Qt::LeftButton);
     EXPECT_TRUE(view->isFitted());
     EXPECT_TRUE(button("fitAction")->isChecked());
-    // Clicked once more, it is still the choice that holds.
+    // A second click leaves it chosen.
     QTest::mouseClick(button("fitAction"), Qt::LeftButton);
     EXPECT_TRUE(button("fitAction")->isChecked());
 }

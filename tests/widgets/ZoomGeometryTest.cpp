@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "widgets/ZoomGeometry.h"
 
 #include <gtest/gtest.h>
@@ -25,7 +26,7 @@ TEST(ZoomGeometry, StepsStopAtOneToOne) {
 TEST(ZoomGeometry, StepsStayBetweenTheWholePictureAndTheLargestZoom) {
     EXPECT_EQ(steppedZoom(0.15, 0.5, 0.1), 0.1);
     EXPECT_EQ(steppedZoom(20, 2, 0.1), largestZoom);
-    // A small picture may be made as small as it is, a tiny one as large as fits.
+    // A small picture shrinks to its own size, a tiny one grows to what fits.
     EXPECT_EQ(steppedZoom(2, 0.6, 5), 1.2);
     EXPECT_EQ(steppedZoom(1, 0.5, 5), 1);
     EXPECT_EQ(steppedZoom(90, 2, 100), 100);

@@ -1,12 +1,13 @@
-// Takes the program through its usual use without a person: loads the given shots, waits for the
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+// Takes the program through its usual use without a user: loads the given shots, waits for the
 // preview, picks a detail, opens a shot, fuses full size, looks at the result, aligns, fuses a
 // folder of brackets, and saves the results and a picture of every window, in a light and a dark
 // theme, large and small. For looking at the program where there is no display.
 //
-// lumaweave-tour OUTPUT_FOLDER [--panorama PICTURE] SHOT...   (lines for people begin with "tour:
-// ")
+// lumaweave-tour OUTPUT_FOLDER [--panorama PICTURE] SHOT...
 //
-// With a panorama it also looks around in that.
+// With a panorama it also looks around in that. Lines for the user begin with "tour: ".
 
 #include <QAction>
 #include <QApplication>
@@ -32,9 +33,8 @@
 #include "app/AppDelegate.h"
 #include "app/MainInterface.h"
 #include "app/ProgramRun.h"
-#include "fusion/SavePanel.h"
-#include "stack/SharedState.h"
 #include "batch/BatchSettings.h"
+#include "fusion/SavePanel.h"
 #include "imaging/decoding/ImageDecoder.h"
 #include "panorama/MyOpenGLView.h"
 #include "panorama/VRWindow.h"
@@ -48,6 +48,7 @@
 #include "sources/SourceCellImageView.h"
 #include "sources/SourceCellViewController.h"
 #include "sources/SourcesWindow.h"
+#include "stack/SharedState.h"
 #include "widgets/ImageView.h"
 #include "widgets/ZoomView.h"
 
@@ -66,8 +67,7 @@ void say(const std::string& line) {
     std::_Exit(EXIT_FAILURE);
 }
 
-// An alert would wait for ever here, and is a failure of the tour; but for the one that ends a
-// batch.
+// An alert would wait for ever here, so it fails the tour, unless it is the one that ends a batch.
 class AlertWatch : public QObject {
   public:
     bool eventFilter(QObject* watched, QEvent* event) override {
@@ -229,7 +229,7 @@ void fuseFullSize(MainInterface& windows, const fs::path& result) {
     say("fused file " + fs::absolute(result).native());
 }
 
-// Presses the button in the column and, once they are asked for, takes the settings as they are.
+// Presses the button in the column, and takes the settings that the dialog then shows.
 void alignShots(MainInterface& windows) {
     QTimer start;
     QObject::connect(&start, &QTimer::timeout, [] {
@@ -356,7 +356,7 @@ int main(int argc, char** argv) {
                    stderr);
         return 2;
     }
-    // The user's own settings are neither used nor changed.
+    // Neither uses nor changes the user's own settings.
     const std::filesystem::path folder = std::filesystem::absolute(arguments[0]);
     qputenv("XDG_CONFIG_HOME", QByteArray::fromStdString((folder / "settings").native()));
     QApplication application(argc, argv);

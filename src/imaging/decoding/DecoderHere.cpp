@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/decoding/DecoderHere.h"
 
 #include <sys/statvfs.h>
@@ -10,7 +11,7 @@
 
 #include "imaging/formats/OpenedPicture.h"
 #include "imaging/formats/PhotoFormat.h"
-#include "imaging/formats/TimedSource.h"
+#include "imaging/formats/WorkLimit.h"
 #include "imaging/picture/Upright.h"
 #include "imaging/reader/ReaderJobs.h"
 #include "imaging/tiff/TiffFile.h"
@@ -59,7 +60,7 @@ using ReadRows = std::function<Outcome(int, const OpenedPicture::TakeRows&)>;
 DecodedFile streamToTiff(const ReadRows& readRows, const PixelData& description,
                          const fs::path& path, const fs::path& tiffPath) {
     if (!hasRoomFor(description, tiffPath)) {
-        Log("No room for the pixels of " + path.native());
+        logLine("No room for the pixels of " + path.native());
         return notWritten(Failure{"there is no room for its pixels"});
     }
     TiffStripWriter writer;
@@ -109,14 +110,14 @@ DecodedFile turnUpright(const Image& sideways, int orientation, const fs::path& 
 OpenResult openPicture(const fs::path& path, LastResort lastResort = LastResort::yes) {
     const FileDescriptor file = FileDescriptor::ofRegularFile(path);
     if (!file.isOpen()) {
-        Log("Not a readable file: " + path.native());
+        logLine("Not a readable file: " + path.native());
         return Failure{"it is not a readable file"};
     }
     OpenResult opened = Failure{};
     try {
         const PhotoFormat* format = photoFormatOf(readBytesOf(file));
         if (format == nullptr) {
-            Log("Not a photograph: " + path.native());
+            logLine("Not a photograph: " + path.native());
             return Failure{"it is not a photograph"};
         }
         opened = openAs(*format, {file, path}, lastResort);
@@ -124,7 +125,7 @@ OpenResult openPicture(const fs::path& path, LastResort lastResort = LastResort:
         return refused(path, error.what());
     }
     if (opened && isTooLarge((*opened)->description())) {
-        Log("Too many pixels: " + path.native());
+        logLine("Too many pixels: " + path.native());
         return Failure{"it has too many pixels"};
     }
     return opened;
@@ -138,7 +139,7 @@ OpenResult openAndPrepare(const fs::path& path) {
     return opened;
 }
 
-// Null, as decodeImage promises.
+// Null when they cannot be read.
 Image readIntoMemory(OpenedPicture& picture) {
     const PixelData& description = picture.description();
     PixelBuffer buffer(description.width, description.height, description.format);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/decoding/ImageDecoder.h"
 
 #include "imaging/decoding/DecoderHere.h"
@@ -40,7 +41,7 @@ DecodedFile decodeInReader(const fs::path& path, const fs::path& tiffPath) {
         fs::remove(tiffPath, ignored);
         return DecodedFile{{}, failure, reason};
     };
-    const ReaderAnswer answer = runReader(readerJobs::decode, path, {tiffPath.native()});
+    const ReaderAnswer answer = runReader(reader_jobs::decode, path, {tiffPath.native()});
     if (answer.result == ReaderResult::target) {
         return without(DecodeFailure::workingFolder, answer.reason);
     }
@@ -50,7 +51,7 @@ DecodedFile decodeInReader(const fs::path& path, const fs::path& tiffPath) {
     const auto image = mapTiff(tiffPath);
     if (image && isReasonable(*image)) return {*image, DecodeFailure::none};
     const std::string reason = "the reader has left no whole picture";
-    Log(path.native() + ": " + reason);
+    logLine(path.native() + ": " + reason);
     return without(DecodeFailure::unreadable, reason);
 }
 
@@ -66,11 +67,11 @@ DecodedFile decodeToTiff(const fs::path& path, const fs::path& tiffPath) {
 }
 
 Outcome isDecodable(const fs::path& path) {
-    return goesToReader(path) ? askReader(readerJobs::checkHeader, path) : isDecodableHere(path);
+    return goesToReader(path) ? askReader(reader_jobs::checkHeader, path) : isDecodableHere(path);
 }
 
 Outcome isWhollyDecodable(const fs::path& path) {
-    return goesToReader(path) ? askReader(readerJobs::checkPixels, path)
+    return goesToReader(path) ? askReader(reader_jobs::checkPixels, path)
                               : isWhollyDecodableHere(path);
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <filesystem>
@@ -17,10 +18,10 @@ namespace lumaweave {
 // values by sRGB's curve, which goes on above white: nothing brighter is lost. Floats of a TIFF are
 // display values already. Raw files are developed (formats/RawCodec.cpp).
 //
-// Anything that is not a regular file is refused unread, and so is whatever is no photograph; a
-// truncated file is refused whole, and so is a damaged one, except that a JPEG's scan is taken as
-// far as it can be read: cameras leave stray bytes there that must not cost a photograph. All
-// functions may be called from any thread, several at a time. What fails is logged too.
+// All functions refuse what is no regular file, unread, and what is no photograph; truncated and
+// damaged files they refuse whole, but they take a JPEG's scan as far as they can read it: cameras
+// leave stray bytes there that must not cost a photograph. Any thread may call them, several at a
+// time. What fails is logged too.
 
 // Why there is no picture.
 enum class DecodeFailure {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include <libheif/heif.h>
 
 #include <algorithm>
@@ -16,9 +17,8 @@
 // transformations ask; an orientation among its EXIF says the same once more and does not count.
 // But it cannot mirror more than 8 bits, and it turns the colours alone where alpha does not name
 // the turn as well (then it even forgets alpha whose sides are exchanged with the turned colours').
-// Such pictures are read as they are stored, and turned here. Only alpha that names the turn itself
-// is turned by the library whatever it is asked for, so that deep ones with such alpha cannot be
-// mirrored at all.
+// Such pictures are read as they are stored, and turned here. Alpha that names the turn itself,
+// though, the library turns in any case, so that nobody can mirror deep pictures with such alpha.
 
 namespace lumaweave {
 
@@ -54,7 +54,7 @@ struct Plane {
         return isUsable() && width == other.width && height == other.height;
     }
 
-    // 16-bit samples hold as many bits as the file has; white is to be the highest number.
+    // 16-bit samples hold as many bits as the file has; white becomes the highest number.
     template <typename Sample>
     void copyRow(int y, int samples, Sample* to) const {
         const unsigned char* from = bytes + std::ptrdiff_t{y} * stride;
@@ -135,7 +135,7 @@ class HeifPicture : public WholePicture {
 
     [[nodiscard]] bool isToBeTurnedHere(int orientation, const Companion& alpha) const {
         if (orientation == 1) return false;
-        // Alpha that names a turn is always turned by the library.
+        // The library always turns alpha that names a turn.
         if (alpha.handle) return heifOrientation(bytes_, alpha.item) == 1;
         const bool isMirrored =
             orientation == 2 || orientation == 4 || orientation == 5 || orientation == 7;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <cstdint>
@@ -6,9 +7,9 @@
 
 namespace lumaweave {
 
-// How a picture of a HEIF or AVIF file is turned by the file's own transformations, as EXIF counts
-// orientations: 1 to 8. The main picture, or the one of that number. None where it is cropped too,
-// or where the file's structure is damaged. Pure; any thread.
+// How the transformations in a HEIF or AVIF file turn its main picture, or the one of that number:
+// 1 to 8, as EXIF counts orientations. None where they crop it too, or where the file's structure
+// is damaged. Pure; any thread.
 [[nodiscard]] std::optional<int> heifOrientation(std::span<const unsigned char> file,
                                                  std::optional<std::uint32_t> item = {});
 

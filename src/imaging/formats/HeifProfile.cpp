@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/formats/HeifProfile.h"
 
 #include <memory>
@@ -23,7 +24,7 @@ QByteArray profileOfNumbers(const heif_image_handle* handle) {
     const auto tones = numbers->transfer_characteristics;
     if (tones == heif_transfer_characteristic_ITU_R_BT_2100_0_PQ ||
         tones == heif_transfer_characteristic_ITU_R_BT_2100_0_HLG) {
-        Log("A picture for screens of high dynamic range is taken as one for usual screens");
+        logLine("A picture for screens of high dynamic range is taken as one for usual screens");
     }
     switch (numbers->color_primaries) {
         case heif_color_primaries_SMPTE_EG_432_1:
@@ -45,7 +46,7 @@ QByteArray heifProfileOf(const heif_image_handle* handle) {
     QByteArray profile(static_cast<qsizetype>(size), '\0');
     if (heif_image_handle_get_raw_color_profile(handle, profile.data()).code != heif_error_Ok ||
         !isProfileOf("RGB ", profile.constData(), size)) {
-        Log("Colour profile of another kind of picture passed over");
+        logLine("Colour profile of another kind of picture passed over");
         return {};
     }
     return profile;

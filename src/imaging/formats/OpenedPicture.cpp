@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/formats/OpenedPicture.h"
 
 #include <algorithm>
@@ -16,7 +17,7 @@ Outcome WholePicture::prepare() {
         picture_ = *decoded;
     } catch (const std::exception& error) {
         // Above all too little memory.
-        Log(std::string("A picture could not be decoded: ") + error.what());
+        logLine(std::string("A picture could not be decoded: ") + error.what());
         return Failure{error.what()};
     }
     description_ = picture_.pixels();
@@ -43,7 +44,7 @@ std::string PictureFile::beginning() const {
 }
 
 Failure refused(const std::filesystem::path& path, const std::string& reason) {
-    Log(path.native() + ": " + reason);
+    logLine(path.native() + ": " + reason);
     // Libraries end theirs with a new line, and some have none.
     const std::string words = reason.substr(0, reason.find_last_not_of('\n') + 1);
     return {words.empty() ? "it cannot be read" : words};

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <cstddef>
@@ -33,8 +34,8 @@ struct PhotoFormat {
     // are as many) and, where they do not suffice, by others. Pure; any thread.
     bool (*recognises)(std::string_view head, const ReadBytes& read) = nullptr;
     Open* open = nullptr;
-    // What the reader alone tries where `open` fails; it can neither be told how long it may take
-    // nor how much memory. May be null.
+    // What the reader alone tries where `open` fails, since nothing bounds its time and memory. May
+    // be null.
     Open* openAsLastResort = nullptr;
 };
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/formats/QtCodec.h"
 
 #include <QColorSpace>
@@ -12,8 +13,8 @@
 #include "imaging/picture/ColourProfile.h"
 #include "platform/FileDescriptor.h"
 
-// Qt's own decoders, for the few formats that no other library here is asked for, and for files
-// that libvips does not take.
+// Qt's own decoders, for the few formats that no other library here reads, and for files that
+// libvips does not take.
 
 namespace lumaweave {
 
@@ -55,19 +56,19 @@ void copyWithoutAlpha(const QImage& image, int y, unsigned short* to) {
 class QtPicture : public WholePicture {
   public:
     QtPicture(const PictureFile& file, const char* name)
-        : path_(file.path), file_(QFile::decodeName(file.path.c_str())), reader_(&file_, name) {
-        reader_.setAutoTransform(true);
+        : path_(file.path), file_(QFile::decodeName(file.path.c_str())), decoder_(&file_, name) {
+        decoder_.setAutoTransform(true);
         // The named decoder and no other, whatever the file is called.
-        reader_.setAutoDetectImageFormat(false);
+        decoder_.setAutoDetectImageFormat(false);
     }
 
     Outcome open() {
-        if (!file_.open(QIODevice::ReadOnly) || !reader_.canRead()) return notRead();
+        if (!file_.open(QIODevice::ReadOnly) || !decoder_.canRead()) return notRead();
         // A moving picture is no photograph.
-        if (reader_.format() == "gif" && reader_.imageCount() > 1) return notRead();
-        QSize size = reader_.size();
+        if (decoder_.format() == "gif" && decoder_.imageCount() > 1) return notRead();
+        QSize size = decoder_.size();
         if (!size.isValid()) return notRead();
-        if (reader_.transformation() & QImageIOHandler::TransformationRotate90) size.transpose();
+        if (decoder_.transformation() & QImageIOHandler::TransformationRotate90) size.transpose();
         description_.width = size.width();
         description_.height = size.height();
         return {};
@@ -75,13 +76,13 @@ class QtPicture : public WholePicture {
 
   private:
     [[nodiscard]] Failure notRead() const {
-        const bool known = reader_.error() != QImageReader::UnknownError;
+        const bool known = decoder_.error() != QImageReader::UnknownError;
         return refused(
-            path_, known ? reader_.errorString().toStdString() : "not a picture that can be read");
+            path_, known ? decoder_.errorString().toStdString() : "not a picture that can be read");
     }
 
     Result<Image> decode() override {
-        QImage image = reader_.read();
+        QImage image = decoder_.read();
         if (image.isNull()) return notRead();
         PixelFormat format;
         const QImage::Format target = targetFormat(image, format);
@@ -103,7 +104,7 @@ class QtPicture : public WholePicture {
 
     std::filesystem::path path_;
     QFile file_;
-    QImageReader reader_;
+    QImageReader decoder_;
 };
 
 OpenResult openPortableMap(const PictureFile& file) {
@@ -125,7 +126,7 @@ bool isPortableMap(std::string_view head, const ReadBytes&) {
 }
 
 bool isBmp(std::string_view head, const ReadBytes&) {
-    // Letters that a text may begin with, too: the four reserved bytes behind the size are zero.
+    // A text may begin with these letters, too: the four reserved bytes behind the size are zero.
     return hasAt(head, 0, "BM") && hasAt(head, 6, std::string_view("\0\0\0\0", 4));
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -66,6 +67,13 @@ unsigned packedNumber(const unsigned char* row, std::size_t index, unsigned bits
     for (std::size_t bit = first; bit < first + bits; ++bit)
         value = value << 1U | (row[bit / 8] >> (7 - bit % 8) & 1U);
     return value;
+}
+
+// The same, of fewer than 16 bits, stretched to 16.
+unsigned short wordAt(const unsigned char* row, std::size_t index, unsigned bits) {
+    const unsigned highest = std::max((1U << bits) - 1U, 1U);
+    const unsigned value = packedNumber(row, index, bits);
+    return static_cast<unsigned short>((value * 65535U + highest / 2) / highest);
 }
 
 // The strips or tiles in which the pixels of a page lie.
@@ -144,7 +152,7 @@ class UncommonTiff : public WholePicture {
 
     bool readYcc(PixelBuffer& buffer) {
         const int width = description_.width;
-        // It would turn some of the orientations itself.
+        // libtiff would turn some of the orientations itself.
         TIFFSetField(tiff_.get(), TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
         std::vector<std::uint32_t> raster(static_cast<std::size_t>(width) *
                                           static_cast<std::size_t>(description_.height));
@@ -221,11 +229,9 @@ class UncommonTiff : public WholePicture {
                     const float value = floatAt(from, index, layout_.bits);
                     buffer.row<float>(y)[target] = inverted ? 1 - value : value;
                 } else {
-                    const unsigned highest = (1U << layout_.bits) - 1U;
-                    unsigned value = packedNumber(from, index, layout_.bits);
-                    if (inverted) value = highest - value;
+                    const unsigned short value = wordAt(from, index, layout_.bits);
                     buffer.row<unsigned short>(y)[target] =
-                        static_cast<unsigned short>((value * 65535U + highest / 2) / highest);
+                        inverted ? static_cast<unsigned short>(65535 - value) : value;
                 }
             }
         }

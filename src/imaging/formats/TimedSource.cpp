@@ -1,12 +1,13 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/formats/TimedSource.h"
 
 #include <unistd.h>
 
 #include <cerrno>
-#include <ctime>
 #include <memory>
 #include <thread>
 
+#include "imaging/formats/WorkLimit.h"
 #include "imaging/reader/ReaderJobs.h"
 
 namespace lumaweave {
@@ -14,12 +15,6 @@ namespace lumaweave {
 namespace {
 
 using std::chrono::nanoseconds;
-
-nanoseconds workOfThisThread() {
-    timespec time{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return std::chrono::seconds(time.tv_sec) + nanoseconds(time.tv_nsec);
-}
 
 class TimedFile {
   public:
@@ -50,7 +45,7 @@ class TimedFile {
     }
 
   private:
-    // Part of a picture may be decoded by a thread of libvips' own.
+    // A thread of libvips' own may decode part of a picture.
     bool hasTakenTooLong() {
         const nanoseconds now = workOfThisThread();
         if (thread_ != std::this_thread::get_id()) {
@@ -90,12 +85,6 @@ vips::VSource timedSource(const FileDescriptor& file, nanoseconds time) {
 
 vips::VSource timedSource(const FileDescriptor& file) {
     return timedSource(file, decodingTime(file.size()));
-}
-
-WorkLimit::WorkLimit(nanoseconds time) : end_(workOfThisThread() + time) {}
-
-bool WorkLimit::isOver() const {
-    return workOfThisThread() > end_;
 }
 
 }  // namespace lumaweave

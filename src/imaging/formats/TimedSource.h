@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <chrono>
@@ -7,24 +8,13 @@
 
 namespace lumaweave {
 
-// What libvips reads a file from: gives out its bytes as long as the thread that reads has not
-// worked for more than decodingTime since it began, then fails. Some kilobytes can keep a decoder
-// busy for hours (thousands of scans over a large picture, the same strip again and again); it has
-// to ask for them, though. The descriptor may be closed meanwhile. Throws as libvips does.
+// What libvips reads a file from. It gives out bytes until the thread that reads has worked for
+// decodingTime, then fails. Some kilobytes can keep a decoder busy for hours (thousands of scans
+// over a large picture, the same strip again and again), but it has to ask for them. The descriptor
+// may be closed meanwhile. Throws as libvips does.
 [[nodiscard]] vips::VSource timedSource(const FileDescriptor& file);
 
-// The same with a time of the caller's.
+// The same with the caller's own time.
 [[nodiscard]] vips::VSource timedSource(const FileDescriptor& file, std::chrono::nanoseconds time);
-
-// How long the thread that makes this may work from then on.
-class WorkLimit {
-  public:
-    explicit WorkLimit(std::chrono::nanoseconds time);
-    // Asked by the same thread.
-    [[nodiscard]] bool isOver() const;
-
-  private:
-    std::chrono::nanoseconds end_;
-};
 
 }  // namespace lumaweave

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/formats/VipsCodec.h"
 
 #include <algorithm>
@@ -91,8 +92,8 @@ class VipsPicture : public OpenedPicture {
         return static_cast<std::size_t>(pixels_.width()) *
                VIPS_IMAGE_SIZEOF_PEL(pixels_.get_image());
     }
-    // The rows of the area, one behind the other, as pictures here hold them. `packed` is where
-    // they are put if libvips' own are not like that.
+    // The rows of the area, one behind the other, as pictures here hold them. Puts them into
+    // `packed` if libvips' own are not like that.
     [[nodiscard]] const void* rowsOf(VipsRegion* region, const VipsRect& area,
                                      std::vector<std::byte>& packed) const;
 

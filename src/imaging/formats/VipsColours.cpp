@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/formats/VipsColours.h"
 
 #include "imaging/picture/ColourProfile.h"
@@ -94,7 +95,7 @@ VImage toKnownDepth(const VImage& image, SampleType* type) {
 QByteArray usableProfile(const VImage& image, int colours) {
     if (!hasProfile(image)) return {};
     if (!hasProfileOf(profileColourSpace(colours), image)) {
-        Log("Colour profile of another kind of picture passed over");
+        logLine("Colour profile of another kind of picture passed over");
         return {};
     }
     std::size_t size = 0;

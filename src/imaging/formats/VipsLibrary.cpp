@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/formats/VipsLibrary.h"
 
 #include <tiffio.h>
@@ -11,7 +12,7 @@ namespace lumaweave {
 void startVips() {
     static std::once_flag once;
     std::call_once(once, [] {
-        if (vips_init("lumaweave") != 0) Log("The image library could not be started");
+        if (vips_init("lumaweave") != 0) logLine("The image library could not be started");
         // Unknown tags are every camera's habit, and a damaged file has a warning for each row.
         // (libvips takes libtiff's warnings, too, as soon as it reads a TIFF itself.)
         TIFFSetWarningHandler(nullptr);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/metadata/CarriedRecords.h"
 
 #include <algorithm>
@@ -19,7 +20,7 @@ namespace {
 // editors write a few hundred kilobytes.
 constexpr std::size_t largestRecord = std::size_t{16} << 20;
 
-// Builds the list anew: taking single ones out of the library's lists takes time for all behind.
+// Builds the list anew: taking one record out of the library's lists moves all behind it.
 template <typename Data, typename Predicate>
 void removeWhere(Data& data, Predicate&& predicate) {
     Data kept;
@@ -62,7 +63,7 @@ bool isTurned(const ExivRecords& records) {
     return xmp != records.xmp.end() && xmp->count() > 0 && xmp->toLong() > 1;
 }
 
-// Larger than a record may be, all together, means that the file is no honest one.
+// A file whose records are larger than that, all together, is no honest one.
 template <typename Data>
 void removeIfTooLarge(Data& data) {
     constexpr long mostRecords = 100'000;
@@ -80,7 +81,7 @@ void keepWhatCanBeCarried(ExivRecords& records) {
     removeWhere(records.iptc, isOfSource);
     removeWhere(records.xmp, isOfSource);
     if (isLostWhenMoved(records.exif)) {
-        Log("The maker note is of an unknown kind and is left out");
+        logLine("The maker note is of an unknown kind and is left out");
         removeWhere(records.exif, isMakerNote);
     }
     if (bytesOf(records.exif) > largestRecord) removeWhere(records.exif, isMakerNote);
@@ -116,8 +117,8 @@ void describe(const Data& data, std::string& text) {
     }
 }
 
-// The values of a directory are laid out by rising tags, so that one of this lowest tag holds the
-// place of what is to stand before the others.
+// The library lays out the values of a directory by rising tags, so that one of this lowest tag
+// holds the place of what stands before the others.
 Exiv2::ExifData withSpaceInFront(const Exiv2::ExifData& exif, std::size_t byteCount) {
     constexpr std::size_t directoryTable = 16;
     if (byteCount <= directoryTable) return exif;
@@ -159,14 +160,14 @@ std::vector<std::byte> asTiff(const ExivRecords& records, bool bigEndian, std::s
     try {
         return encode(records, bigEndian, firstByte);
     } catch (const std::exception& error) {
-        Log(std::string("The maker note is left out: ") + error.what());
+        logLine(std::string("The maker note is left out: ") + error.what());
     }
     try {
         ExivRecords withoutMakerNote = records;
         removeWhere(withoutMakerNote.exif, isMakerNote);
         return encode(withoutMakerNote, bigEndian, firstByte);
     } catch (const std::exception& error) {
-        Log(std::string("The metadata cannot be written: ") + error.what());
+        logLine(std::string("The metadata cannot be written: ") + error.what());
         return {};
     }
 }
@@ -177,7 +178,7 @@ std::optional<ExivRecords> readCarriedRecords(const fs::path& path) {
     try {
         keepWhatCanBeCarried(*read);
     } catch (const std::exception& error) {
-        Log(path.native() + ": " + error.what());
+        logLine(path.native() + ": " + error.what());
         return std::nullopt;
     }
     return read;

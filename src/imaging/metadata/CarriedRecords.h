@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <cstddef>
@@ -10,9 +11,9 @@
 
 namespace lumaweave {
 
-// What of a photograph's records can be given to another picture of its scene (see Metadata). Read
-// and put into their new form in the process that calls, by libraries that a hostile file may harm:
-// for the reader.
+// What of a photograph's records another picture of its scene can be given (see Metadata). For the
+// reader: libraries that a hostile file may harm read them, and put them into their new form, in
+// the process that calls.
 
 // Without what describes the source's own pixels, damaged and enormous records, and maker notes
 // that would break. None when the file cannot be read; the reason is in the log.

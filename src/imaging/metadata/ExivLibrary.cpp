@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/metadata/ExivLibrary.h"
 
 #include <algorithm>
@@ -36,7 +37,7 @@ void logMessage(int, const char* message) {
     std::string line(message);
     while (!line.empty() && line.back() == '\n')
         line.pop_back();
-    Log(line);
+    logLine(line);
 }
 
 bool isPhotograph(int type) {
@@ -46,7 +47,7 @@ bool isPhotograph(int type) {
     return std::find(types.begin(), types.end(), type) != types.end();
 }
 
-// Little enough to be read. Larger files may have more, but not more than themselves.
+// Little enough to read. Larger files may claim more, but not more than their own size.
 constexpr std::uint64_t mostClaimedBytes = std::uint64_t{128} << 20;
 
 // Refuses a structure whose values lie on top of one another to be read a thousand times.
@@ -104,7 +105,7 @@ ExivRecords recordsOf(const HeifMetadata& heif) {
         Exiv2::ExifParser::decode(records.exif, heif.exif.data(),
                                   static_cast<std::uint32_t>(heif.exif.size()));
     } catch (const std::exception& error) {
-        Log(std::string("The EXIF is damaged: ") + error.what());
+        logLine(std::string("The EXIF is damaged: ") + error.what());
     }
     return records;
 }
@@ -120,7 +121,7 @@ ExivRecords readRecords(const fs::path& path) {
     const bool goesOn = std::any_of(records.xmp.begin(), records.xmp.end(), [](const auto& datum) {
         return datum.tagName() == "HasExtendedXMP";
     });
-    if (goesOn) Log("Only the first 64 kB of the XMP are read");
+    if (goesOn) logLine("Only the first 64 kB of the XMP are read");
     return records;
 }
 
@@ -141,13 +142,13 @@ void startExiv() {
 std::optional<ExivRecords> readExivRecords(const fs::path& path) {
     startExiv();
     if (!FileDescriptor::ofRegularFile(path).isOpen()) {
-        Log("Cannot read " + path.native());
+        logLine("Cannot read " + path.native());
         return std::nullopt;
     }
     try {
         return readRecords(path);
     } catch (const std::exception& error) {
-        Log(path.native() + ": " + error.what());
+        logLine(path.native() + ": " + error.what());
         return std::nullopt;
     }
 }

@@ -1,11 +1,11 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <exiv2/exiv2.hpp>
 #include <filesystem>
 #include <optional>
 
-// The metadata library, for those files of imaging/metadata that need its types; no other includes
-// this.
+// The metadata library, for those files of imaging/metadata, and the reader, that need its types.
 
 namespace lumaweave {
 

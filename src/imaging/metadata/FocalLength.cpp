@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/metadata/FocalLength.h"
 
 #include <charconv>
@@ -9,7 +10,7 @@
 namespace lumaweave {
 
 std::optional<double> focalLengthIn35mm(const std::filesystem::path& photograph) {
-    const ReaderBytes read = readInReader(readerJobs::focalLength, photograph);
+    const ReaderBytes read = readInReader(reader_jobs::focalLength, photograph);
     double length = 0;
     const char* first = read.bytes.data();
     const auto [end, error] = std::from_chars(first, first + read.bytes.size(), length);

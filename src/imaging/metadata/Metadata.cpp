@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/metadata/Metadata.h"
 
 #include <fstream>
@@ -22,9 +23,9 @@ std::vector<std::byte> Metadata::asTiff(bool bigEndian, std::size_t firstByte) c
     file.close();
     ReaderBytes moved;
     if (file.fail()) {
-        Log("Cannot write " + source.native());
+        logLine("Cannot write " + source.native());
     } else {
-        moved = readInReader(readerJobs::moveMetadata, source,
+        moved = readInReader(reader_jobs::moveMetadata, source,
                              {bigEndian ? "MM" : "II", std::to_string(firstByte)});
     }
     std::error_code ignored;
@@ -34,11 +35,11 @@ std::vector<std::byte> Metadata::asTiff(bool bigEndian, std::size_t firstByte) c
 }
 
 std::shared_ptr<const Metadata> readMetadata(const fs::path& path) {
-    const ReaderBytes read = readInReader(readerJobs::metadata, path);
+    const ReaderBytes read = readInReader(reader_jobs::metadata, path);
     if (read.answer.result != ReaderResult::done) return nullptr;
     auto blocks = unpackMetadata(read.bytes);
     if (blocks) return std::make_shared<const Metadata>(std::move(*blocks));
-    Log(path.native() + ": the reader has left no whole metadata");
+    logLine(path.native() + ": the reader has left no whole metadata");
     return nullptr;
 }
 

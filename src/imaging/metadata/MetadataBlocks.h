@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <cstddef>
@@ -9,8 +10,8 @@
 
 namespace lumaweave {
 
-// The metadata of a picture in the form in which it goes from the process that has read it to the
-// one that writes it: nothing in it has to be understood to be put into a TIFF file.
+// The metadata of a picture on the way from the process that has read it to the one that writes it,
+// which puts it into a TIFF file without understanding any of it.
 struct MetadataBlocks {
     std::string description;              // for the log
     std::vector<std::byte> littleEndian;  // TIFF files with one page that has no picture

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/metadata/MetadataWriter.h"
 
 #include <algorithm>
@@ -30,7 +31,7 @@ constexpr std::uint16_t gammaTag = 0xA500;
 // The copy begins with the metadata's values, once for each page, and above all with the maker
 // notes, whose inner offsets count from the start of the file. The source's bytes follow behind
 // them unchanged, from a whole block on, so that file systems that can share blocks copy none. The
-// directories that join the two are put at the end.
+// directories that join the two come at the end.
 constexpr std::uint64_t blockBytes = 4096;
 // Pages get values of their own (some readers complain about shared ones) up to this size; the
 // rest of a book of many pages shares the last one's.
@@ -40,7 +41,7 @@ std::uint64_t roundedUp(std::uint64_t number, std::uint64_t step) {
     return (number + step - 1) / step * step;
 }
 
-// Where a page has a profile of its own, what the source's pixels had is not said beside it.
+// A page with a profile of its own does not say beside it what the source's pixels had.
 void removeColourSpace(TiffEntry& exif) {
     for (TiffDirectory& directory : exif.children) {
         directory.remove(colourSpaceTag);
@@ -90,7 +91,7 @@ std::optional<MetadataPart> makeMetadataPart(const Metadata& metadata, TiffForma
 }
 
 Failure failed(const fs::path& path, const std::string& reason) {
-    Log("Cannot write metadata into " + path.native() + ": " + reason);
+    logLine("Cannot write metadata into " + path.native() + ": " + reason);
     return {reason};
 }
 
@@ -122,7 +123,7 @@ Outcome rewrite(const FileDescriptor& from, const fs::path& source, const fs::pa
                 const Metadata& metadata) {
     const ReadBytes read = readBytesOf(from);
     auto structure = readTiffStructure(read, from.size());
-    // Strips behind the end would take in what is to be added there.
+    // Strips behind the end would take in what is added there.
     if (!structure || !pixelsLieWithin(*structure, from.size(), read)) {
         return failed(source, "it is not a whole TIFF file");
     }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <filesystem>
@@ -10,8 +11,8 @@ class Metadata;
 
 // Copies a TIFF file, every page of it, byte for byte in its pixels, and gives each page the
 // metadata (null: none). What the pages say of their own pixels stays: size, compression,
-// resolution, colour profile. The orientation becomes upright. What a file was given before
-// is replaced (its bytes stay behind, unused). The destination, which may be the source itself,
+// resolution, colour profile. The orientation becomes upright. Replaces what a file was given
+// before (its bytes stay behind, unused). The destination, which may be the source itself,
 // appears whole or stays as it was. Fails, which is logged too, when the file is no TIFF or is
 // damaged, or the copy cannot be written. Any thread.
 Outcome copyTiffWithMetadata(const std::filesystem::path& source,

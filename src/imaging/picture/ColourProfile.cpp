@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/picture/ColourProfile.h"
 
 #include <algorithm>
@@ -31,7 +32,7 @@ QByteArray bytesOf(const LcmsProfile& profile) {
     if (!profile || cmsSaveProfileToMem(profile.get(), nullptr, &size) == 0) return {};
     QByteArray bytes(static_cast<qsizetype>(size), '\0');
     if (cmsSaveProfileToMem(profile.get(), bytes.data(), &size) == 0) return {};
-    // Without the time: the shots of a bracket are to have one and the same profile.
+    // Without the time: the shots of a bracket must have one and the same profile.
     constexpr qsizetype timeOffset = 24;
     constexpr qsizetype timeBytes = 12;
     bytes.replace(timeOffset, timeBytes, QByteArray(timeBytes, '\0'));

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QByteArray>
@@ -7,9 +8,9 @@ namespace lumaweave {
 
 // ICC profiles, as bytes. All functions may be called from any thread.
 
-// Whether these bytes begin as an ICC profile does that speaks of pictures in this colour space:
-// "RGB ", "GRAY" or "CMYK". libvips asks less, and reads and writes past its buffers where a grey
-// profile comes with a picture in colours.
+// Whether these bytes begin like an ICC profile for pictures in this colour space: "RGB ", "GRAY"
+// or "CMYK". libvips checks less, and reads and writes past its buffers where a picture in colours
+// has a grey profile.
 [[nodiscard]] bool isProfileOf(const char* colourSpace, const void* profile, std::size_t size);
 
 // The colour space of a picture with 1 or 3 colour samples, as profiles name it.
@@ -20,7 +21,7 @@ namespace lumaweave {
 // Whether the profile (of RGB or grey) says that values are proportional to light.
 [[nodiscard]] bool isLinearProfile(const QByteArray& profile);
 
-// Whether the profile says nothing but sRGB, or grey with sRGB's tone curve: it could be left out.
+// Whether the profile is just sRGB, or grey with sRGB's tone curve: it could be left out.
 [[nodiscard]] bool isSrgbProfile(const QByteArray& profile);
 
 // Whether pictures of one kind (grey or RGB) may exchange these profiles, and keep their colours.
@@ -32,7 +33,7 @@ namespace lumaweave {
 [[nodiscard]] QByteArray withDisplayTones(const QByteArray& linearProfile);
 
 // Whether colours can be converted to this profile, of RGB or grey, or empty: those of scanners and
-// cameras often tell only the way from them.
+// cameras often convert only from them.
 [[nodiscard]] bool isConversionTarget(const QByteArray& profile);
 
 // CIE coordinates of an RGB space.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/picture/Histogram.h"
 
 #include <algorithm>
@@ -12,8 +13,8 @@ namespace lumaweave {
 
 namespace {
 
-// What one channel adds to the luminance, for each value of a byte. Taken from tables, a sum is
-// rounded after every step on every machine: nothing is left to fuse into a multiply-add.
+// What one channel adds to the luminance, for each value of a byte. With tables every machine
+// rounds the sum after every step: nothing is left to fuse into a multiply-add.
 using Terms = std::array<float, 256>;
 
 Terms termsOf(float weight) {
@@ -50,7 +51,7 @@ class Counter {
 
     void add(const RgbaBitmap& bitmap) {
         if (bitmap.bytesPerRow != 4 * static_cast<std::size_t>(std::max(0, bitmap.pixelsWide))) {
-            Log("crap, bad rowbytes!");
+            logLine("crap, bad rowbytes!");
         }
         if (binCount_ == 0) return;
         static const Luminance luminance;
@@ -75,8 +76,8 @@ class Counter {
 
   private:
     int binCount_;
-    // Two counts for each bin. Neighbouring pixels often fall into the same one; counted in turns,
-    // none has to wait for the one before it.
+    // Two counts for each bin, which pixels take in turns: neighbours often fall into the same bin,
+    // and would have to wait for one another.
     std::vector<std::uint32_t> counts_;
 };
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <cstddef>
@@ -19,8 +20,8 @@ struct RgbaBitmap {
 };
 
 // Counts the pixels by their luminance, from black in the first bin to white in the last; alpha
-// does not count. None or a negative number of bins gives no bins. The rows are read as one packed
-// run: padded ones are logged and read like that all the same, but never past the bitmap's end. The
+// does not count. None or a negative number of bins gives no bins. Reads the rows as one packed
+// run: logs padded ones and reads them like that all the same, but never past the bitmap's end. The
 // sums are those of single precision: a bin that has reached 2^24 stays there.
 [[nodiscard]] std::vector<float> luminanceHistogram(const RgbaBitmap& bitmap, int binCount);
 

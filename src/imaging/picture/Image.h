@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QByteArray>
@@ -68,13 +69,13 @@ class Image {
     // one), converted from the picture's own profile. Takes 4 bytes a pixel: scale large pictures
     // down first. Null gives a null image.
     [[nodiscard]] QImage toScreen() const;
-    // The same into memory of the caller's: rows of pixelsWide x 4 bytes, without gaps. Worked on
-    // by every core, strip by strip; the calling thread tells the share that is done, up to 1. Null
+    // The same into the caller's memory: rows of pixelsWide x 4 bytes, without gaps. Every core
+    // works on it, strip by strip; the calling thread tells the share that is done, up to 1. Null
     // writes nothing.
     void toScreen(unsigned char* rgba,
                   const std::function<void(double share)>& progressed = {}) const;
 
-    // The pixels themselves, for the rest of imaging/ only.
+    // The pixels themselves (see PixelData.h).
     [[nodiscard]] const PixelData& pixels() const { return *pixels_; }
     [[nodiscard]] bool sharesPixelsWith(const Image& other) const {
         return pixels_ == other.pixels_;

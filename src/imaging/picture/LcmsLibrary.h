@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-// lcms2's handles as objects that close themselves. For imaging/*.cpp only.
+// lcms2's handles as objects that close themselves. For imaging/picture and imaging/tiff only.
 
 #include <lcms2.h>
 

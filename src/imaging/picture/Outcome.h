@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <concepts>
@@ -36,7 +37,7 @@ class [[nodiscard]] Result {
   public:
     Result(Failure failure) : failure_(std::move(failure)) {}
     template <std::convertible_to<Value> From>
-    Result(From&& value) : value_(std::forward<From>(value)) {}
+    Result(From value) : value_(std::move(value)) {}
 
     explicit operator bool() const { return value_.has_value(); }
     // Only of a value that is there.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QByteArray>
@@ -7,7 +8,7 @@
 
 #include "imaging/picture/Image.h"
 
-// How pictures are held inside imaging/; no other room includes this.
+// How pictures are held. For src/imaging, its tests and fixtures, and benchmarks only.
 
 namespace lumaweave {
 
@@ -44,7 +45,7 @@ class PixelBuffer {
         return reinterpret_cast<Sample*>(bytes_->data() +
                                          static_cast<std::size_t>(y) * data_.bytesPerRow());
     }
-    // The description, to be completed (profile, resolution) before finish().
+    // The description; complete it (profile, resolution) before finish().
     [[nodiscard]] PixelData& description() { return data_; }
     [[nodiscard]] Image finish() &&;
 

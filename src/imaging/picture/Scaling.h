@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include "imaging/picture/Image.h"
@@ -12,9 +13,8 @@ struct PixelData;
 [[nodiscard]] Image scaledPixels(const PixelData& source, int width, int height);
 
 // The same for the part of the picture inside an area (pixels, fractions count; it lies within the
-// picture), at width x height pixels. Only what the area covers is read, but along an axis that
-// grows pixels are interpolated across its edge: neighbouring parts join without a seam. Any
-// thread.
+// picture), at width x height pixels. Reads only what the area covers, but interpolates across its
+// edge along an axis that grows: neighbouring parts join without a seam. Any thread.
 [[nodiscard]] Image scaledPart(const PixelData& source, const QRectF& area, int width, int height);
 
 }  // namespace lumaweave

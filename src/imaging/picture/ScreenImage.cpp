@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/picture/ScreenImage.h"
 
 #include <algorithm>
@@ -35,7 +36,7 @@ unsigned char toByte(Sample value) {
     return scaled > 0 ? static_cast<unsigned char>(std::min(scaled, 255.0F)) : 0;
 }
 
-// With the kind of pixel known beforehand, the compiler turns the loop into vector instructions.
+// The compiler knows the kind of pixel, and turns the loop into vector instructions.
 template <int colours, bool alpha, typename Sample>
 void convertPixels(const Sample* from, int width, uchar* to) {
     constexpr int samples = colours + (alpha ? 1 : 0);
@@ -97,9 +98,9 @@ bool hasNoTable(const LcmsProfile& profile, cmsUInt32Number use) {
     return cmsIsCLUT(profile.get(), INTENT_RELATIVE_COLORIMETRIC, use) == 0;
 }
 
-// Which conversions are to be made. Quick ones are interpolated between few points, unless both
-// profiles are made of curves and the samples of 8 bits, and up to 13 levels out in strong colours;
-// exact ones take nine times as long.
+// Which conversions to make. Quick ones interpolate between few points, unless both profiles are
+// made of curves and the samples have 8 bits, and are up to 13 levels out in strong colours; exact
+// ones take nine times as long.
 enum class Way { exact, quick };
 
 // Into the screen's colours, 8-bit RGBA; floats are taken as 16-bit integers. Throws the reason
@@ -117,7 +118,7 @@ LcmsTransform transformFor(const PixelFormat& format, const QByteArray& profile,
     const auto colours = static_cast<unsigned>(format.colours);
     const cmsUInt32Number layout = COLORSPACE_SH(colours == 1 ? PT_GRAY : PT_RGB) |
                                    CHANNELS_SH(colours) | EXTRA_SH(alpha) | BYTES_SH(bytes);
-    // Screens have a black of their own, into which the darkest shades are not to sink.
+    // The darkest shades must not sink into the screen's own black.
     cmsUInt32Number flags = cmsFLAGS_NOCACHE | cmsFLAGS_BLACKPOINTCOMPENSATION;
     if (format.alpha) flags |= cmsFLAGS_COPY_ALPHA;
     LcmsTransform transform;
@@ -146,12 +147,12 @@ LcmsTransform transformFor(const PixelData& source) {
     try {
         return transformFor(source.format, source.colourProfile, screen, way);
     } catch (const std::runtime_error& error) {
-        Log(std::string("Colour profile not used: ") + error.what());
+        logLine(std::string("Colour profile not used: ") + error.what());
     }
     try {
         if (!screen.isEmpty()) return transformFor(source.format, {}, screen, way);
     } catch (const std::runtime_error& error) {
-        Log(std::string("Colour profile of the screen not used: ") + error.what());
+        logLine(std::string("Colour profile of the screen not used: ") + error.what());
     }
     return nullptr;
 }
@@ -165,7 +166,7 @@ void convertThroughProfile(const PixelData& source, void* transform, uchar* rgba
     }
     const std::size_t pixels =
         static_cast<std::size_t>(source.width) * static_cast<std::size_t>(source.height);
-    // The conversion leaves alone what it has nothing for.
+    // The conversion writes no alpha where it has none.
     if (!source.format.alpha) std::fill_n(rgba, 4 * pixels, uchar{255});
     cmsDoTransform(transform, bytes, rgba, static_cast<cmsUInt32Number>(pixels));
 }
@@ -196,7 +197,7 @@ void setScreenProfile(const QByteArray& profile) {
             usable = profile;
         }
     } catch (const std::runtime_error& error) {
-        Log(std::string("Colour profile of the screen not used: ") + error.what());
+        logLine(std::string("Colour profile of the screen not used: ") + error.what());
     }
     const std::lock_guard lock(colourSpaceOfScreenMutex);
     colourSpaceOfScreen = usable;
@@ -243,7 +244,7 @@ void screenPixels(const PixelData& source, unsigned char* rgba,
             for (std::size_t i = 1; i < failures.size(); ++i)
                 helpers.emplace_back(help, std::ref(failures[i]));
         } catch (const std::system_error&) {
-            // With fewer it takes longer.
+            // Fewer take longer.
         }
         while (convertNext()) {
             if (progressed) progressed(static_cast<double>(done) / strips);

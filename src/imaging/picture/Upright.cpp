@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/picture/Upright.h"
 
 #include <algorithm>
@@ -36,7 +37,7 @@ Turn turnFor(int orientation) {
     }
 }
 
-// Some upright rows. The size of a pixel is known beforehand, so that copying one is no call: a
+// Some upright rows. The compiler knows the size of a pixel, so that copying one is no call: a
 // small file may claim hundreds of megapixels.
 template <std::size_t pixelBytes>
 void turnRows(const PixelData& sideways, const Turn& turn, const PixelData& upright, int top,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <functional>
@@ -11,8 +12,8 @@ namespace lumaweave {
 // The picture's description once it is upright, without pixels.
 [[nodiscard]] PixelData uprightDescription(const PixelData& sideways, int orientation);
 
-// Gives the upright picture's rows from top to bottom, stripRows at a time; false when take, which
-// returns false to stop, has stopped it.
+// Gives the upright picture's rows from top to bottom, stripRows at a time. False when take has
+// returned false, which stops it.
 bool readUprightRows(const PixelData& sideways, int orientation, int stripRows,
                      const std::function<bool(const void* rows, int rowCount)>& take);
 

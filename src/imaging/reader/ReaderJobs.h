@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <algorithm>
@@ -5,22 +6,21 @@
 #include <cstdint>
 #include <string_view>
 
-// What the program and its reader (the process that takes the files that could do harm) have agreed
-// on.
+// What the program and its reader (the process for files that could do harm) have agreed on.
 
 namespace lumaweave {
 
 inline constexpr auto readerName = "lumaweave-reader";
 
 // The first argument; a source follows, then what the job needs.
-namespace readerJobs {
+namespace reader_jobs {
 inline constexpr auto decode = "decode";               // target
 inline constexpr auto checkHeader = "check-header";    // nothing
 inline constexpr auto checkPixels = "check-pixels";    // nothing
 inline constexpr auto metadata = "metadata";           // target
 inline constexpr auto focalLength = "focal-length";    // target
 inline constexpr auto moveMetadata = "move-metadata";  // target, "II" or "MM", first byte
-}  // namespace readerJobs
+}  // namespace reader_jobs
 
 // How the reader ends when nothing kills it. Whatever else it ends with counts as a crash.
 enum class ReaderExit {
@@ -44,14 +44,14 @@ inline constexpr bool isReaderMemoryLimited = false;
 inline constexpr bool isReaderMemoryLimited = true;
 #endif
 
-// How long the decoding of a file may take, of one core: many times what a camera's file of that
-// size takes. Small files that take longer are made for that.
+// How long one core may decode a file: many times as long as a camera's file of that size takes.
+// Small files that take longer are made for that.
 [[nodiscard]] inline std::chrono::seconds decodingTime(std::uint64_t fileSize) {
     constexpr std::uint64_t megabyte = 1'000'000;
     constexpr std::uint64_t most = 600;
     return std::chrono::seconds(10 + std::min(4 * (fileSize / megabyte), most));
 }
-// The same for what is said in a file.
+// The same for a file's metadata.
 inline constexpr std::chrono::seconds metadataTime{5};
 
 }  // namespace lumaweave

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/reader/ReaderProcess.h"
 
 #include <cerrno>
@@ -26,8 +27,8 @@ namespace {
 using namespace std::chrono_literals;
 
 bool isAboutMetadata(const std::string& job) {
-    return job == readerJobs::metadata || job == readerJobs::focalLength ||
-           job == readerJobs::moveMetadata;
+    return job == reader_jobs::metadata || job == reader_jobs::focalLength ||
+           job == reader_jobs::moveMetadata;
 }
 
 std::chrono::seconds readerTime(const std::string& job, const fs::path& source) {
@@ -60,7 +61,7 @@ class ReaderPlace {
     ReaderPlace& operator=(const ReaderPlace&) = delete;
 
   private:
-    // Those that run have taken a part of theirs already: a careful count.
+    // A careful count: those that run have taken a part of theirs already.
     static std::uint64_t places() { return taken_ + availableMemory() / readerMemory; }
 
     static std::mutex mutex_;
@@ -82,7 +83,7 @@ struct ReaderOutput {
     std::string reason;
 };
 
-// One that says no reason has told the log, with the file's name in front.
+// For a reader that gives no reason: its last line, without the file's name.
 std::string lastReasonIn(std::string_view log, const fs::path& source) {
     log = withoutLineEnd(log);
     std::string_view line = log.substr(log.rfind('\n') + 1);
@@ -105,15 +106,15 @@ void logLines(std::string_view log) {
     std::istringstream lines{std::string(log)};
     std::string line;
     for (int i = 0; i < mostLines && std::getline(lines, line); ++i)
-        Log(line);
+        logLine(line);
 }
 
 ReaderAnswer refused(const fs::path& source, const std::string& reason) {
-    Log(source.native() + ": " + reason);
+    logLine(source.native() + ": " + reason);
     return {ReaderResult::refused, reason};
 }
 
-// What its exit says; that it has refused the file, or could not write, it has printed itself.
+// What its exit says. It has printed itself why it refuses the file, or could not write.
 ReaderAnswer answerOf(int exit, const std::string& reason, const fs::path& source) {
     switch (static_cast<ReaderExit>(exit)) {
         case ReaderExit::done:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <filesystem>
@@ -23,7 +24,7 @@ struct ReaderAnswer {
     std::string reason = {};
 };
 
-// Has the reader do a job (of readerJobs) with the source.
+// Has the reader do a job (of reader_jobs) with the source.
 [[nodiscard]] ReaderAnswer runReader(const std::string& job, const std::filesystem::path& source,
                                      const std::vector<std::string>& arguments = {});
 

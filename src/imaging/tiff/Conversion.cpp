@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/tiff/Conversion.h"
 
 #include <algorithm>
@@ -35,7 +36,7 @@ To sampleAs(From value) {
     }
 }
 
-// Floats both. Null when a profile cannot be used.
+// Of floats. Null when a profile cannot be used.
 LcmsTransform transformThrough(const QByteArray& fromProfile, int fromColours,
                                const QByteArray& toProfile, int toColours) {
     const auto layout = [](int colours) { return colours == 1 ? TYPE_GRAY_FLT : TYPE_RGB_FLT; };
@@ -56,7 +57,7 @@ LcmsTransform transformBetween(const PixelData& source, const PixelData& target)
     LcmsTransform transform =
         transformThrough(source.colourProfile, from, target.colourProfile, to);
     if (!transform) {
-        Log("Colour profile not used: it cannot be read");
+        logLine("Colour profile not used: it cannot be read");
         transform = transformThrough({}, from, target.colourProfile, to);
     }
     return transform;

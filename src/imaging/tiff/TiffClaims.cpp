@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include <algorithm>
 #include <array>
 #include <limits>
@@ -12,7 +13,7 @@ namespace lumaweave {
 
 namespace {
 
-// Walks whatever directories can be reached, and believes no number in them.
+// Walks all directories that it can reach, and believes no number in them.
 class ClaimCounter {
   public:
     ClaimCounter(const ReadBytes& read, std::uint64_t fileSize)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/tiff/TiffDirectory.h"
 
 #include <algorithm>
@@ -131,7 +132,7 @@ class DirectoryWalk {
         entry.count = number(bytes + 4, width);
         const std::byte* field = bytes + 4 + width;
         const std::uint64_t each = bytesOfTiffType(entry.type);
-        if (each == 0) return true;  // unknown types are to be skipped
+        if (each == 0) return true;  // an unknown type
         if (entry.count > fileSize_ / each) return false;
         const auto size = static_cast<std::size_t>(entry.count * each);
         if (size <= format_.inlineBytes()) {

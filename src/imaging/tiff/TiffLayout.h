@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 #include <QByteArray>
@@ -30,10 +31,10 @@ struct TiffLayout {
     }
 };
 
-// One thread at a time for a file.
+// For both: one thread at a time for a file.
 [[nodiscard]] TiffLayout tiffLayoutOf(TIFF* tiff);
 
-// The page's colour profile, whatever it is for; empty when there is none. As above.
+// The page's colour profile, whatever it is for; empty when there is none.
 [[nodiscard]] QByteArray profileIn(TIFF* tiff);
 
 }  // namespace lumaweave

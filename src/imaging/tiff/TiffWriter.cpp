@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "imaging/tiff/TiffWriter.h"
 
 #include <fcntl.h>
@@ -56,7 +57,7 @@ void setFields(TIFF* tiff, const PixelData& picture, int stripRows) {
 // errno says why.
 Failure notWritten(const fs::path& path) {
     const char* reason = std::strerror(errno);
-    Log("Cannot write " + path.native() + ": " + reason);
+    logLine("Cannot write " + path.native() + ": " + reason);
     return {reason};
 }
 
