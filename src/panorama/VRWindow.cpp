@@ -67,7 +67,7 @@ std::string objectionTo(const Image& image) {
 
 namespace {
 
-// Stays until the work is done: nobody may close its window meanwhile.
+// Stays until the work is done; the user cannot close it before.
 class StayingProgress : public QProgressDialog {
   public:
     using QProgressDialog::QProgressDialog;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-// Names that stay although nothing in the program calls them: accessors of what the layouts fill in,
-// and of state that other programs of this kind show. Whoever looks for unused code finds them here.
+// Names that stay although nothing in the program calls them: accessors of the controls, of a
+// cell's fields and of the feed's text. Whoever looks for unused code finds them here.
 
 #include <gmock/gmock.h>
 

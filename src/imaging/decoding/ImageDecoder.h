@@ -5,7 +5,7 @@
 #include <string>
 
 #include "imaging/picture/Image.h"
-#include "imaging/picture/Outcome.h"
+#include "platform/Outcome.h"
 
 namespace lumaweave {
 

@@ -7,8 +7,8 @@
 #include <string>
 
 #include "imaging/picture/Image.h"
-#include "imaging/picture/Outcome.h"
 #include "imaging/picture/PixelData.h"
+#include "platform/Outcome.h"
 
 namespace lumaweave {
 

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "imaging/picture/Outcome.h"
 #include "platform/FileDescriptor.h"
+#include "platform/Outcome.h"
 
 namespace lumaweave {
 

@@ -3,7 +3,7 @@
 
 #include <filesystem>
 
-#include "imaging/picture/Outcome.h"
+#include "platform/Outcome.h"
 
 namespace lumaweave {
 

@@ -13,7 +13,7 @@ namespace lumaweave {
 [[nodiscard]] bool belongsToSource(const Exiv2::Xmpdatum& datum);
 [[nodiscard]] bool belongsToSource(const Exiv2::Iptcdatum& datum);
 
-// What a file says of itself even when nobody has told it anything.
+// What every file says of itself, without a camera or a user.
 [[nodiscard]] bool isBookkeeping(const Exiv2::Exifdatum& datum);
 [[nodiscard]] bool isBookkeeping(const Exiv2::Iptcdatum& datum);
 [[nodiscard]] bool isBookkeeping(const Exiv2::Xmpdatum& datum);

@@ -23,7 +23,6 @@ struct TiffFormat {
     [[nodiscard]] std::endian order() const {
         return bigEndian ? std::endian::big : std::endian::little;
     }
-    [[nodiscard]] std::size_t headerBytes() const { return big ? 16 : 8; }
     // The longest value that an entry holds itself.
     [[nodiscard]] std::size_t inlineBytes() const { return big ? 8 : 4; }
     bool operator==(const TiffFormat&) const = default;

@@ -100,7 +100,7 @@ struct TiffStripWriter::File {
     [[nodiscard]] const FileDescriptor& file() const {
         return aside ? aside->file() : inPlace->file();
     }
-    // Working copies can be made anew: nobody waits for the disk.
+    // Working copies can be made anew, so no wait for the disk.
     [[nodiscard]] bool keep() {
         if (aside) return aside->commit(AtomicFile::WaitForDisk::no);
         inPlace->keep();

@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "imaging/picture/Image.h"
-#include "imaging/picture/Outcome.h"
+#include "platform/Outcome.h"
 
 namespace lumaweave {
 
