@@ -63,7 +63,8 @@ std::vector<std::int16_t> makeTexture(std::mt19937& random) {
 std::vector<unsigned char> toneCurve(double stops) {
     std::vector<unsigned char> curve(tones);
     for (int i = 0; i < tones; ++i) {
-        const double linear = std::exp2((i - tones / 2) / unitsPerStop + stops) * 0.2;
+        const int fromMiddle = i - tones / 2;
+        const double linear = std::exp2(fromMiddle / unitsPerStop + stops) * 0.2;
         // Bright light approaches white instead of being cut off.
         const double shouldered = 1 - std::exp(-linear);
         curve[static_cast<std::size_t>(i)] =

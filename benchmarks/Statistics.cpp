@@ -35,7 +35,7 @@ double median(std::vector<double> values) {
     return quantile(std::move(values), 0.5);
 }
 
-double spread(std::vector<double> values) {
+double spread(const std::vector<double>& values) {
     return (quantile(values, 0.75) - quantile(values, 0.25)) / 2;
 }
 

@@ -11,7 +11,7 @@ namespace lumaweave::bench {
 [[nodiscard]] double median(std::vector<double> values);
 
 // Half the distance between the quartiles.
-[[nodiscard]] double spread(std::vector<double> values);
+[[nodiscard]] double spread(const std::vector<double>& values);
 
 [[nodiscard]] std::vector<double> differences(const std::vector<double>& left,
                                               const std::vector<double>& right);

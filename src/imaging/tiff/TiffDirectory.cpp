@@ -40,7 +40,7 @@ void TiffDirectory::remove(std::uint16_t tag) {
 TiffEntry shortEntry(std::uint16_t tag, std::uint16_t number, TiffFormat format) {
     TiffEntry entry;
     entry.tag = tag;
-    entry.type = tiffTypes::shortNumber;
+    entry.type = tiff_types::shortNumber;
     entry.count = 1;
     appendNumber(entry.value, number, format.order());
     return entry;

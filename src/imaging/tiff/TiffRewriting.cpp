@@ -42,7 +42,7 @@ class Mover {
                 return false;
             appendNumber(moved, number + by_, width, format_.order());
         }
-        if (entry.type == tiffTypes::shortNumber) entry.type = tiffTypes::longNumber;
+        if (entry.type == tiff_types::shortNumber) entry.type = tiff_types::longNumber;
         entry.value = std::move(moved);
         return true;
     }
@@ -101,7 +101,7 @@ class Layout {
     }
 
     [[nodiscard]] std::uint16_t pointerType(const TiffEntry& entry) const {
-        using namespace tiffTypes;
+        using namespace tiff_types;
         const bool asDirectory = entry.type == directory || entry.type == directory8;
         if (format_.big) return asDirectory ? directory8 : long8;
         return asDirectory ? directory : longNumber;

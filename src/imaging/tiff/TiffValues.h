@@ -10,13 +10,13 @@ namespace lumaweave {
 
 // What the entries of a TIFF mean, for the files of imaging/tiff that walk through them.
 
-namespace tiffTypes {
+namespace tiff_types {
 inline constexpr std::uint16_t shortNumber = 3;
 inline constexpr std::uint16_t longNumber = 4;
 inline constexpr std::uint16_t directory = 13;
 inline constexpr std::uint16_t long8 = 16;
 inline constexpr std::uint16_t directory8 = 18;
-}  // namespace tiffTypes
+}  // namespace tiff_types
 
 inline constexpr std::size_t mostTiffPages = 4096;
 // Of all directories together.
