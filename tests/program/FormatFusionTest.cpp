@@ -201,15 +201,15 @@ class MixedStack : public ProgramTest {
         return decodeImage(result);
     }
     // Two shots of one colour fuse to that colour.
-    static void expectColour(const Image& fused, const std::array<double, 3>& colour,
+    static void expectColour(const Image& fused, const std::array<double, 3>& wanted,
                              double tolerance) {
         ASSERT_FALSE(fused.isNull());
         const QColor middle = middleOf(fused.toScreen());
-        EXPECT_THAT(middle, isNear(levelsOf(colour), tolerance));
+        EXPECT_THAT(middle, isNear(levelsOf(wanted), tolerance));
         EXPECT_EQ(middle.alpha(), 255);
     }
-    static Image patch(const PixelFormat& format, const std::array<double, 3>& colour) {
-        return plainPicture(width, height, colour, format);
+    static Image patch(const PixelFormat& format, const std::array<double, 3>& filling) {
+        return plainPicture(width, height, filling, format);
     }
     fs::path save(const Image& image, const char* name) const {
         EXPECT_TRUE(writeTiff(image, folder / name, Write::plain));

@@ -354,7 +354,7 @@ TEST_F(SourceCellTest, AScaledCopyThatCannotBeWrittenIsToldAndItsUrlStoredAllThe
     ASSERT_TRUE(assign(0, makeShot("a.jpg")));
     cell(0).setUrlToScaledSourceFile({});
     fs::remove_all(workingFolder());
-    performInBackground([this] { cell(0).createScaledSourceForPreview(); });
+    performInBackground([] { cell(0).createScaledSourceForPreview(); });
     ASSERT_TRUE(waitForBackgroundTasks());
     EXPECT_EQ(alerts.texts().size(), 1U);
     EXPECT_EQ(cell(0).urlToScaledSourceFile(), GetURLToScaledSourceFile(0));
