@@ -23,8 +23,8 @@ AppDelegate* gAppDelegate = nullptr;
 
 namespace {
 
-// The modal window if there is one, or nobody could answer the alert; else the window in use, or
-// the main frame while no window of the program has the focus.
+// The modal window if there is one, so that the user can answer the alert; else the window in use,
+// or the main frame while no window of the program has the focus.
 QWidget* windowBelowAlert() {
     if (QWidget* modal = QApplication::activeModalWidget()) return modal;
     if (QWidget* active = QApplication::activeWindow()) return active;

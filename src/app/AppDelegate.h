@@ -28,7 +28,7 @@ class AppDelegate final : public FeedParserDelegate {
     // checks for updates.
     void applicationDidFinishLaunching();
 
-    // From here on alerts only go to the log: nobody is there to close them. Does nothing before
+    // From here on alerts only go to the log, since no user can close them. Does nothing before
     // applicationDidFinishLaunching.
     static void stopPresentingAlerts();
 

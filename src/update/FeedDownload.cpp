@@ -104,7 +104,7 @@ std::optional<QByteArray> receiveFrom(const QUrl& url, const QDeadlineTimer& dea
         socket->connectToHost(url.host(), static_cast<quint16>(url.port(port)));
     }
     const bool quitting = !ended && wait.exec() != ours;
-    // It calls nothing here any more.
+    // From here on its end no longer matters.
     socket->disconnect(&wait);
     if (quitting || late) return std::nullopt;
     return received;
